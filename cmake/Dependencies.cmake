@@ -1,0 +1,10 @@
+# Libraries from Debian 12 packages; scripts/setup.sh installs them.
+find_package(Threads REQUIRED)
+find_package(CLI11 CONFIG REQUIRED)
+if(VOLTRACE_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+if(VOLTRACE_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()

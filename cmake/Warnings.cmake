@@ -1,0 +1,15 @@
+# Compiler warnings and sanitizers as an interface target that every voltrace target links.
+add_library(voltrace_build_flags INTERFACE)
+target_compile_options(voltrace_build_flags INTERFACE -Wall -Wextra -Wpedantic)
+if(VOLTRACE_WERROR)
+  target_compile_options(voltrace_build_flags INTERFACE -Werror)
+endif()
+if(VOLTRACE_SANITIZE)
+  target_compile_options(voltrace_build_flags INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_link_options(voltrace_build_flags INTERFACE -fsanitize=address,undefined)
+endif()
+if(VOLTRACE_TSAN)
+  target_compile_options(voltrace_build_flags INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(voltrace_build_flags INTERFACE -fsanitize=thread)
+endif()
