@@ -10,8 +10,8 @@ class XException : public std::runtime_error
 {
 public:
     // Codes shared with other implementations of the stream formats.
-    static constexpr std::int32_t kWrongClass = 1005;     // a record of another class
-    static constexpr std::int32_t kVersionTooNew = 1015;  // a version of 65536 or more
+    static constexpr std::int32_t kWrongClass = 1005;      // a record of another class
+    static constexpr std::int32_t kVersionTooNew = 1015;   // a version of 65536 or more
     static constexpr std::int32_t kWrongSampleKind = 2210; // a sample of the wrong kind
 
     // Codes of our own (documented in docs/stream-format.md).

@@ -132,7 +132,8 @@ std::uint32_t XStream::ReadCount(std::size_t inMinBytesPerElement)
 {
     const std::uint64_t position = GetPosition();
     const std::uint32_t count = Read32();
-    const std::uint64_t needed = std::uint64_t(count) * std::max<std::size_t>(inMinBytesPerElement, 1);
+    const std::uint64_t needed =
+        std::uint64_t(count) * std::max<std::size_t>(inMinBytesPerElement, 1);
     if (needed > GetRemaining())
     {
         ThrowMalformed("count " + std::to_string(count) + " at byte " + std::to_string(position) +
@@ -252,8 +253,9 @@ std::unique_ptr<XStorable> XStream::ReadObject()
 
 std::uint64_t XStream::GetRemaining() const
 {
-    const std::uint64_t end =
-        itsObjectEnds.empty() ? GetReadableSize() : std::min(itsObjectEnds.back(), GetReadableSize());
+    const std::uint64_t end = itsObjectEnds.empty()
+                                  ? GetReadableSize()
+                                  : std::min(itsObjectEnds.back(), GetReadableSize());
     const std::uint64_t position = GetPosition();
     return end > position ? end - position : 0;
 }
@@ -264,8 +266,7 @@ void XStream::CheckRemaining(std::uint64_t inSize) const
     {
         throw XException(XException::kTruncatedStream,
                          "stream ends early: " + std::to_string(inSize) + " bytes needed at byte " +
-                             std::to_string(GetPosition()) + ", " +
-                             std::to_string(GetRemaining()) +
+                             std::to_string(GetPosition()) + ", " + std::to_string(GetRemaining()) +
                              (itsObjectEnds.empty() ? " remain" : " remain in the object"));
     }
 }

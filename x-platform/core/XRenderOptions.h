@@ -8,11 +8,11 @@ class XStream;
 // and from there into the tracer.
 struct XRenderOptions
 {
-    bool firstFlag = false;  // carried with the settings
-    bool secondFlag = true;  // carried with the settings
-    bool thirdFlag = true;   // carried with the settings
-    bool reflections = true; // mirror rays; when false camera rays get depth 0
-    bool transmission = false; // not part of the job stream: a streamed job renders without it
+    bool firstFlag = false;       // carried with the settings
+    bool secondFlag = true;       // carried with the settings
+    bool thirdFlag = true;        // carried with the settings
+    bool reflections = true;      // mirror rays; when false camera rays get depth 0
+    bool transmission = false;    // not part of the job stream: a streamed job renders without it
     std::uint32_t firstCount = 0; // carried with the settings
     std::uint32_t samplesPerPixelSide = 1;
     std::uint32_t maxDepth = 4;

@@ -1,6 +1,6 @@
+#include "host/core/XStream.h"
 #include "host/core/XClassRegistry.h"
 #include "host/core/XStorable.h"
-#include "host/core/XStream.h"
 
 #include <gtest/gtest.h>
 
@@ -130,13 +130,14 @@ TEST_F(XStreamTest, PrimitivesAreLittleEndianWithTheDocumentedWidths)
     stream.WriteString("hi");
     stream.WriteVersion(14912);
 
-    const std::vector<std::uint8_t> expected = {
-        0xAB, 0x04, 0x03, 0x02, 0x01, 0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01,
-        0x00, 0x00, 0x80, 0x3F, // 1.0f
-        0, 0, 0, 0, 0, 0, 0, 0xC0, // -2.0
-        2, 0, 0, 0, 'h', 'i',
-        0x40, 0x3A, 0, 0, 1, 0, 0, 0, // class 14912, version 1
-    };
+    const std::vector<std::uint8_t> expected =
+        {
+            0xAB, 0x04, 0x03, 0x02, 0x01, 0x08, 0x07, 0x06, 0x05,
+            0x04, 0x03, 0x02, 0x01, 0x00, 0x00, 0x80, 0x3F, // 1.0f
+            0,    0,    0,    0,    0,    0,    0,    0xC0, // -2.0
+            2,    0,    0,    0,    'h',  'i',  0x40, 0x3A, 0,
+            0,    1,    0,    0,    0, // class 14912, version 1
+        };
     EXPECT_EQ(stream.GetBytes(), expected);
 
     EXPECT_EQ(stream.Read8(), 0xAB);

@@ -1,5 +1,5 @@
-#include "host/core/XStream.h"
 #include "x-platform/core/XRenderOptions.h"
+#include "host/core/XStream.h"
 
 #include <gtest/gtest.h>
 
