@@ -314,14 +314,13 @@ XFileStream::XFileStream(const std::string& inPath, XMode inMode) : itsPath(inPa
     }
     if (inMode == XMode::kRead)
     {
-        if (std::fseek(itsFile, 0, SEEK_END) != 0)
-        {
-            ThrowIOError("cannot seek");
-        }
-        const long size = std::ftell(itsFile);
+        const bool seekable = std::fseek(itsFile, 0, SEEK_END) == 0;
+        const long size = seekable ? std::ftell(itsFile) : -1;
         if (size < 0 || std::fseek(itsFile, 0, SEEK_SET) != 0)
         {
-            ThrowIOError("cannot seek");
+            std::fclose(itsFile);
+            itsFile = nullptr;
+            ThrowIOError("cannot determine the file's size");
         }
         itsSize = static_cast<std::uint64_t>(size);
     }
