@@ -20,6 +20,7 @@ public:
     static constexpr std::int32_t kUnknownClass = 3003;    // an object of an unregistered class
     static constexpr std::int32_t kNestingTooDeep = 3004;  // objects nested beyond the limit
     static constexpr std::int32_t kIOError = 3005;         // a file could not be read or written
+    static constexpr std::int32_t kInvalidArgument = 3006; // a value out of its range
 
     XException(std::int32_t inCode, const std::string& inMessage)
         : std::runtime_error(inMessage), itsCode(inCode)

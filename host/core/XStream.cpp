@@ -16,8 +16,6 @@ namespace
 // Object record tags.
 constexpr std::uint8_t kNullObject = 0;
 constexpr std::uint8_t kObject = 1;
-// Bytes of an object record before its body: tag, name length, name (at least 1), body length.
-constexpr std::uint64_t kMinObjectHeader = 1 + 4 + 1 + 8;
 } // namespace
 
 void XStream::Write8(std::uint8_t inValue)
