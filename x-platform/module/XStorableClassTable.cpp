@@ -1,8 +1,12 @@
 #include "x-platform/module/XStorableClassTable.h"
 
 #include "host/XHostClassTable.h"
+#include "x-platform/image/XImageClassTable.h"
+#include "x-platform/rendering/XSceneClassTable.h"
 
 void XRegisterStorableClasses()
 {
     XRegisterHostClasses();
+    XRegisterImageClasses();
+    XRegisterSceneClasses();
 }
