@@ -114,8 +114,8 @@ TEST(X3DRectTest, WrongVersionRecordIsRejected)
     stream.WriteObject(&rect);
     std::vector<std::uint8_t> object = stream.GetBytes();
     // The body is the last 32 bytes: class id, version, six words.
-    const std::size_t body = object.size() - 32;
-    object[body] ^= 1;
+    ASSERT_GT(object.size(), 32u);
+    object.at(object.size() - 32) ^= 1;
     EXPECT_EQ(codeOf(object, true), XException::kWrongClass);
 
     XMemoryStream otherClass;
