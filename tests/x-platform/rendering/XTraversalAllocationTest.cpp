@@ -7,43 +7,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
-// Counts the allocations of this program while counting is switched on, so that a test can show
-// that a code path allocates nothing.
-namespace
-{
-std::atomic<bool> gCounting{false};
-std::atomic<long> gAllocations{0};
-} // namespace
-
-void* operator new(std::size_t inSize)
-{
-    if (gCounting.load(std::memory_order_relaxed))
-    {
-        gAllocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    if (void* memory = std::malloc(inSize == 0 ? 1 : inSize))
-    {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void operator delete(void* inMemory) noexcept
-{
-    std::free(inMemory);
-}
-
-void operator delete(void* inMemory, std::size_t) noexcept
-{
-    std::free(inMemory);
-}
+#include "tests/support/XAllocationCounter.h"
 
 TEST(XTraversalAllocationTest, QueriesOfAPreparedSceneAllocateNothing)
 {
+    if (!kXCanCountAllocations)
+    {
+        GTEST_SKIP() << "allocation counting needs the plain allocator";
+    }
     X3DScene scene;
     {
         const XMutexLock lock(scene.GetMutex());
@@ -57,17 +28,18 @@ TEST(XTraversalAllocationTest, QueriesOfAPreparedSceneAllocateNothing)
     scene.Prepare();
     const std::vector<XRay> rays = XMakePrimaryRays(64, 64);
 
-    gAllocations = 0;
-    gCounting = true;
     long hits = 0;
-    for (const XRay& start : rays)
-    {
-        XRay ray = start;
-        XRayHit hit;
-        hits += scene.Intersect(ray, hit) ? 1 : 0;
-        hits += scene.IntersectP(start) ? 1 : 0;
-    }
-    gCounting = false;
-    EXPECT_EQ(gAllocations.load(), 0);
+    const long allocations = XCountAllocations(
+        [&]
+        {
+            for (const XRay& start : rays)
+            {
+                XRay ray = start;
+                XRayHit hit;
+                hits += scene.Intersect(ray, hit) ? 1 : 0;
+                hits += scene.IntersectP(start) ? 1 : 0;
+            }
+        });
+    EXPECT_EQ(allocations, 0);
     EXPECT_GT(hits, 1000);
 }
