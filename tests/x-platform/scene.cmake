@@ -11,7 +11,11 @@ target_sources(voltrace_scene_tests PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/rendering/XBoundingVolumeHierarchyTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rendering/XSceneClassTableTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/rendering/XTraversalAllocationTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/shading/XGlassMaterialTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/shading/XMaterialTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/shading/XMatteMaterialTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/shading/XPlasticMaterialTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/shading/XPointLightTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/shading/XTextureTest.cpp
 )
 gtest_discover_tests(voltrace_scene_tests DISCOVERY_TIMEOUT 60)

@@ -39,4 +39,15 @@ public:
 protected:
     XMaterial() = default;
     XMaterial(const XMaterial&) = default;
+
+    // The highlight model of the plastic and the glass: Kd (L . n) + Ks (r . v)^e per channel,
+    // with r = L - 2 (L . n) n normalised and the power taken in single precision. No cosine is
+    // clamped: (r . v) < 0 with a non-integer exponent gives a NaN highlight.
+    static XRGBSpectrum Phong(const XMathVectorF3& inToViewer, const XMathVectorF3& inToLight,
+                              const XMathVectorF3& inNormal, float inExponent,
+                              const XRGBSpectrum& inKd, const XRGBSpectrum& inKs);
+
+    // A colour as three float32: red, green, blue.
+    static void WriteColour(XStream& outStream, const XRGBSpectrum& inColour);
+    static XRGBSpectrum ReadColour(XStream& inStream);
 };

@@ -19,9 +19,19 @@ TEST(XSceneClassTableTest, EveryClassIsRegisteredByNameAndIdAndRoundTrips)
 {
     XRegisterSceneClasses();
     XRegisterSceneClasses(); // harmless a second time
-    const std::map<std::string, std::uint32_t> expected = {
-        {"X3DScene", 14912},  {"XSurface", 14932}, {"XSphere", 14935},    {"XCone", 14936},
-        {"XCylinder", 14937}, {"XDisk", 14938},    {"XPointLight", 14931}};
+    const std::map<std::string, std::uint32_t> expected = {{"X3DScene", 14912},
+                                                           {"XSurface", 14932},
+                                                           {"XSphere", 14935},
+                                                           {"XCone", 14936},
+                                                           {"XCylinder", 14937},
+                                                           {"XDisk", 14938},
+                                                           {"XPointLight", 14931},
+                                                           {"XMatteMaterial", 14947},
+                                                           {"XPlasticMaterial", 14948},
+                                                           {"XGlassMaterial", 14949},
+                                                           {"XScalarSolidTexture", 14943},
+                                                           {"XRGBSolidTexture", 14944},
+                                                           {"XCheckeredTexture", 14945}};
     const XClassRegistry& registry = XClassRegistry::Get();
     std::set<std::uint32_t> ids;
     for (const auto& [name, classId] : expected)
@@ -50,7 +60,7 @@ TEST(XSceneClassTableTest, EveryClassIsRegisteredByNameAndIdAndRoundTrips)
         EXPECT_EQ(first.GetBytes().size(), object->GetStreamSize());
     }
     EXPECT_EQ(ids.size(), expected.size());
-    // The geometries and the light name their abstract bases.
+    // The geometries, the light, the materials and the textures name their abstract bases.
     for (const XClassRegistry::XEntry& entry : registry.GetEntries())
     {
         if (entry.name == "XSphere" || entry.name == "XCone" || entry.name == "XCylinder" ||
@@ -61,6 +71,16 @@ TEST(XSceneClassTableTest, EveryClassIsRegisteredByNameAndIdAndRoundTrips)
         if (entry.name == "XPointLight")
         {
             EXPECT_EQ(entry.baseClassId, 14930u);
+        }
+        if (entry.name == "XMatteMaterial" || entry.name == "XPlasticMaterial" ||
+            entry.name == "XGlassMaterial")
+        {
+            EXPECT_EQ(entry.baseClassId, 14946u) << entry.name;
+        }
+        if (entry.name == "XScalarSolidTexture" || entry.name == "XRGBSolidTexture" ||
+            entry.name == "XCheckeredTexture")
+        {
+            EXPECT_EQ(entry.baseClassId, 14942u) << entry.name;
         }
     }
 }

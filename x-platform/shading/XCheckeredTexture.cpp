@@ -1,0 +1,3 @@
+#include "x-platform/shading/XCheckeredTexture.h"
+
+template class XCheckeredTexture<XRGBSpectrum, 14945>;
