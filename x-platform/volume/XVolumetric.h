@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <span>
 
+class XEmptySpaceGrid;
 struct XRay;
 
 // Everything the volume integrator marches through: a voxel grid placed in the world by the
@@ -59,6 +60,9 @@ public:
     virtual bool IsEnabled() const { return true; }
     // An offset of the data in voxel coordinates; zero for every volumetric of this renderer.
     virtual XMathVectorF3 GetOffset() const { return {}; }
+    // Cells of voxel space in which every sample's opacity is exactly 0, so that marching may
+    // skip them; null (nothing known) here.
+    virtual const XEmptySpaceGrid* GetEmptySpaceGrid() const { return nullptr; }
 
     // Stores the matrix (voxel coordinates to object space) and its inverse, then updates the
     // derived transforms and the world bounds.
