@@ -1,0 +1,87 @@
+// Runs the built voltrace command as a user would.
+
+#include "XScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+namespace
+{
+struct XRun
+{
+    int code = -1;
+    std::string out;
+    std::string errors;
+};
+
+XRun RunCommand(const XScratchFolder& inFolder, const std::string& inArguments)
+{
+    const std::filesystem::path out = inFolder / "stdout.txt";
+    const std::filesystem::path errors = inFolder / "stderr.txt";
+    const std::string command = std::string("'") + VOLTRACE_COMMAND + "' " + inArguments + " >'" +
+                                out.string() + "' 2>'" + errors.string() + "' </dev/null";
+    const int status = std::system(command.c_str());
+    XRun run;
+    run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.out = XReadWholeFile(out);
+    run.errors = XReadWholeFile(errors);
+    return run;
+}
+
+std::string Quoted(const std::filesystem::path& inPath)
+{
+    return "'" + inPath.string() + "'";
+}
+} // namespace
+
+TEST(XCommandTest, DemoWritesAStackThatInfoDescribes)
+{
+    XScratchFolder folder;
+    const std::filesystem::path demo = folder / "demo";
+    const XRun written = RunCommand(folder, "demo " + Quoted(demo));
+    ASSERT_EQ(written.code, 0) << written.errors;
+    EXPECT_EQ(written.out, (demo / "cells.ome.tif").string() + "\n" +
+                               (demo / "spots.csv").string() + "\n" +
+                               (demo / "demo.json").string() + "\n");
+    // Standard error is not a terminal here: progress, if any, comes as plain lines.
+    EXPECT_EQ(written.errors.find('\r'), std::string::npos);
+
+    const XRun info = RunCommand(folder, "info " + Quoted(demo / "cells.ome.tif"));
+    EXPECT_EQ(info.code, 0) << info.errors;
+    EXPECT_EQ(info.errors, "");
+    for (const char* expected :
+         {"Axes         CZYX  3 × 48 × 192 × 192\n", "Channels     3\n", "Voxel type   uint16\n",
+          "0.2 × 0.2 × 0.5 µm", "  channel 1  ", "  channel 2  ", "  channel 3  "})
+    {
+        EXPECT_NE(info.out.find(expected), std::string::npos) << expected << " not in\n"
+                                                              << info.out;
+    }
+}
+
+TEST(XCommandTest, BadInputEndsWithTwoAndOtherFailuresWithOne)
+{
+    XScratchFolder folder;
+    XWriteWholeFile(folder / "notes.txt", "not a stack\n");
+
+    const XRun text = RunCommand(folder, "info " + Quoted(folder / "notes.txt"));
+    EXPECT_EQ(text.code, 2);
+    EXPECT_EQ(text.out, "");
+    EXPECT_EQ(std::count(text.errors.begin(), text.errors.end(), '\n'), 1) << text.errors;
+    EXPECT_NE(text.errors.find("notes.txt"), std::string::npos) << text.errors;
+
+    EXPECT_EQ(RunCommand(folder, "info").code, 2);             // no stack given
+    EXPECT_EQ(RunCommand(folder, "info a.tif b.tif").code, 2); // one too many
+    EXPECT_EQ(RunCommand(folder, "paint").code, 2);            // no such subcommand
+    EXPECT_EQ(RunCommand(folder, "--help").code, 0);
+    EXPECT_EQ(RunCommand(folder, "--version").out, "voltrace 0.1.0\n");
+
+    // A demo folder that cannot be made is not the input's fault.
+    const XRun blocked = RunCommand(folder, "demo " + Quoted(folder / "notes.txt"));
+    EXPECT_EQ(blocked.code, 1);
+    EXPECT_NE(blocked.errors.find("notes.txt"), std::string::npos) << blocked.errors;
+}
