@@ -16,6 +16,7 @@ inline constexpr const char* kDefaultDemoFolder = "voltrace-demo";
 // scene file's path. Throws XException (kIOError) when the folder or a file cannot be written.
 std::filesystem::path RunDemo(const std::filesystem::path& inFolder, std::ostream& outText);
 
-// Adds the `demo` subcommand to inApp. When it runs, it stores its exit code in outExitCode,
+// Adds the `demo` subcommand to inApp: it writes the demo files and renders them to demo.png in
+// the same folder. When it runs, it stores its exit code in outExitCode,
 // which must outlive the parsing; errors go to standard error.
 void XAddDemoCommand(CLI::App& inApp, int& outExitCode);

@@ -2,6 +2,7 @@
 #include "apps/XExitCode.h"
 #include "apps/XInfoCommand.h"
 #include "apps/XProgressPrinter.h"
+#include "apps/XRenderCommand.h"
 #include "x-platform/module/XStorableClassTable.h"
 
 #include <CLI/CLI.hpp>
@@ -16,6 +17,7 @@ int main(int argc, char** argv)
     app.set_version_flag("--version", "voltrace 0.1.0");
     app.require_subcommand(0, 1);
     int exitCode = XExitCode::kDone;
+    XAddRenderCommand(app, exitCode);
     XAddInfoCommand(app, exitCode);
     XAddDemoCommand(app, exitCode);
 

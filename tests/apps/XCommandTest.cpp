@@ -43,11 +43,15 @@ TEST(XCommandTest, DemoWritesAStackThatInfoDescribes)
 {
     XScratchFolder folder;
     const std::filesystem::path demo = folder / "demo";
-    const XRun written = RunCommand(folder, "demo " + Quoted(demo));
+    // A small picture keeps the test quick; the scene is the demo's own.
+    const XRun written = RunCommand(folder, "demo " + Quoted(demo) + " --width 48 --height 32");
     ASSERT_EQ(written.code, 0) << written.errors;
     EXPECT_EQ(written.out, (demo / "cells.ome.tif").string() + "\n" +
                                (demo / "spots.csv").string() + "\n" +
-                               (demo / "demo.json").string() + "\n");
+                               (demo / "demo.json").string() + "\n" + "Wrote the demo picture " +
+                               (demo / "demo.png").string() + "\n");
+    EXPECT_TRUE(std::filesystem::is_regular_file(demo / "demo.png"));
+    EXPECT_NE(written.errors.find("Frame took "), std::string::npos) << written.errors;
     // Standard error is not a terminal here: progress, if any, comes as plain lines.
     EXPECT_EQ(written.errors.find('\r'), std::string::npos);
 
