@@ -143,10 +143,7 @@ bool XCone::Intersect(XRay& ioRay, XRayHit& outHit) const
         return false;
     }
     ioRay.tMax = t;
-    const XMathVectorF3 p = ioRay.origin + ioRay.direction * t;
-    outHit.t = t;
-    outHit.point = p;
-    outHit.objectPoint = p;
+    const XMathVectorF3 p = RecordHitPoint(ioRay, t, outHit);
     XMathVectorF3 n(0.0f, 0.0f, 1.0f);
     if (!base)
     {
@@ -157,10 +154,7 @@ bool XCone::Intersect(XRay& ioRay, XRayHit& outHit) const
         const float length = std::sqrt(a * a + b * b + 0.19999999f);
         n = XMathVectorF3(a / length, b / length, 0.4472136f / length);
     }
-    if (Dot(n, ioRay.direction) > 0.0f)
-    {
-        n = -n;
-    }
+    FaceRay(n, ioRay.direction);
     outHit.normal = n;
     return true;
 }

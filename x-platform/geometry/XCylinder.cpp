@@ -119,19 +119,13 @@ bool XCylinder::Intersect(XRay& ioRay, XRayHit& outHit) const
         return false;
     }
     ioRay.tMax = t;
-    const XMathVectorF3 p = ioRay.origin + ioRay.direction * t;
-    outHit.t = t;
-    outHit.point = p;
-    outHit.objectPoint = p;
+    const XMathVectorF3 p = RecordHitPoint(ioRay, t, outHit);
     XMathVectorF3 n = cap ? XMathVectorF3(0.0f, 0.0f, 1.0f) : XMathVectorF3(p.x, p.y, 0.0f);
     if (!cap)
     {
         n = n / n.Length();
     }
-    if (Dot(n, ioRay.direction) > 0.0f)
-    {
-        n = -n;
-    }
+    FaceRay(n, ioRay.direction);
     outHit.normal = n;
     return true;
 }

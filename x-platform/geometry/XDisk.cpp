@@ -57,15 +57,9 @@ bool XDisk::Intersect(XRay& ioRay, XRayHit& outHit) const
         return false;
     }
     const float t = ioRay.tMax;
-    const XMathVectorF3 p = ioRay.origin + ioRay.direction * t;
-    outHit.t = t;
-    outHit.point = p;
-    outHit.objectPoint = p;
+    RecordHitPoint(ioRay, t, outHit);
     XMathVectorF3 n(0.0f, 0.0f, -1.0f);
-    if (Dot(n, ioRay.direction) > 0.0f)
-    {
-        n = -n;
-    }
+    FaceRay(n, ioRay.direction);
     outHit.normal = n;
     return true;
 }

@@ -53,3 +53,22 @@ float XGeometry::GetPdf(const XMathVectorF3& inReference, const XMathVectorF3& i
     }
     return GetUniformPdf() * toPoint.LengthSquared() / cosine;
 }
+
+XMathVectorF3 XGeometry::RecordHitPoint(const XRay& inRay, float inT, XRayHit& outHit)
+{
+    const XMathVectorF3 point = inRay.origin + inRay.direction * inT;
+    outHit.t = inT;
+    outHit.point = point;
+    outHit.objectPoint = point;
+    return point;
+}
+
+bool XGeometry::FaceRay(XMathVectorF3& ioNormal, const XMathVectorF3& inDirection)
+{
+    if (Dot(ioNormal, inDirection) > 0.0f)
+    {
+        ioNormal = -ioNormal;
+        return true;
+    }
+    return false;
+}

@@ -58,6 +58,13 @@ public:
     virtual float GetUniformPdf() const { return 1.0f / GetArea(); }
 
 protected:
+    // Records a hit at inT along the object-space ray: t, the hit point and its object-space copy.
+    // Returns the point.
+    static XMathVectorF3 RecordHitPoint(const XRay& inRay, float inT, XRayHit& outHit);
+    // Turns ioNormal to face the ray (negated when it points along the ray's direction); true when
+    // it was turned.
+    static bool FaceRay(XMathVectorF3& ioNormal, const XMathVectorF3& inDirection);
+
     XGeometry() = default;
     XGeometry(const XGeometry&) = default;
 };

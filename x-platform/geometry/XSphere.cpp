@@ -90,20 +90,9 @@ bool XSphere::Intersect(XRay& ioRay, XRayHit& outHit) const
         return false;
     }
     const float t = ioRay.tMax;
-    const XMathVectorF3 p = ioRay.origin + ioRay.direction * t;
-    outHit.t = t;
-    outHit.point = p;
-    outHit.objectPoint = p;
+    const XMathVectorF3 p = RecordHitPoint(ioRay, t, outHit);
     XMathVectorF3 n = p / p.Length();
-    if (Dot(ioRay.direction, n) > 0.0f)
-    {
-        n = -n;
-        outHit.inside = 1;
-    }
-    else
-    {
-        outHit.inside = 0;
-    }
+    outHit.inside = FaceRay(n, ioRay.direction) ? 1 : 0;
     outHit.normal = n;
     // The factors keep the arguments of acos inside its domain at the poles.
     const double theta = std::acos(static_cast<double>(n.y) * 0.9999);
