@@ -235,38 +235,13 @@ void XPackedMultiChannelVolume::CopyChannel(const XDataVolume& inVolume, std::ui
     CopyGrey(grey, inFirstComponent);
 }
 
-void XPackedMultiChannelVolume::CopyGrey(XGrey8Volume& inSource, std::uint32_t inFirstComponent)
+// Copies every voxel of inSource into the buffer, from the channel's first component on, plane by
+// plane with a cancellation poll after each; inStore writes one source voxel at its place.
+template <class TVolume, class TStore>
+void XPackedMultiChannelVolume::CopyVoxels(TVolume& inSource, std::uint32_t inFirstComponent,
+                                           TStore inStore)
 {
-    const XLock bufferLock(*itsBuffer, XLockMode::kWrite);
-    const XLock sourceLock(inSource, XLockMode::kRead);
-    const X3DRect& rect = inSource.GetBounds();
-    const XRect plane = rect.GetXYBounds();
-    if (rect.GetVoxelCount() == 0)
-    {
-        return;
-    }
-    const XView view = itsBuffer->GetView()
-                           .Restrict({rect.GetX0(), rect.GetY0(), rect.GetZ0()},
-                                     {rect.GetWidth(), rect.GetHeight(), rect.GetDepth()})
-                           .SelectComponent(inFirstComponent);
-    const std::ptrdiff_t xStride = view.GetStrides()[0];
-    for (std::int32_t z = rect.GetZ0(); z < rect.GetZ1(); ++z)
-    {
-        const std::uint8_t* source = inSource.GetPlane(z);
-        for (std::int32_t y = plane.top; y < plane.bottom; ++y)
-        {
-            unsigned char* row = &view.At({plane.left, y, z});
-            for (std::int32_t x = 0; x < plane.GetWidth(); ++x)
-            {
-                row[x * xStride] = *source++;
-            }
-        }
-        XThread::TestCancelCurrentThread();
-    }
-}
-
-void XPackedMultiChannelVolume::CopyColour(XARGB32Volume& inSource, std::uint32_t inFirstComponent)
-{
+    // Write-lock the buffer, then read-lock the source.
     const XLock bufferLock(*itsBuffer, XLockMode::kWrite);
     const XLock sourceLock(inSource, XLockMode::kRead);
     const X3DRect& rect = inSource.GetBounds();
@@ -283,21 +258,37 @@ void XPackedMultiChannelVolume::CopyColour(XARGB32Volume& inSource, std::uint32_
     const std::ptrdiff_t componentStride = view.GetComponentStride();
     for (std::int32_t z = rect.GetZ0(); z < rect.GetZ1(); ++z)
     {
-        const XARGB32Colour* source = inSource.GetPlane(z);
+        const auto* source = inSource.GetPlane(z);
         for (std::int32_t y = plane.top; y < plane.bottom; ++y)
         {
             unsigned char* row = &view.At({plane.left, y, z});
-            for (std::int32_t x = 0; x < plane.GetWidth(); ++x, ++source)
+            for (std::int32_t x = 0; x < plane.GetWidth(); ++x)
             {
-                // The three colour bytes after the leading alpha byte.
-                unsigned char* voxel = row + x * xStride;
-                voxel[0] = source->r;
-                voxel[componentStride] = source->g;
-                voxel[2 * componentStride] = source->b;
+                inStore(row + x * xStride, componentStride, *source++);
             }
         }
         XThread::TestCancelCurrentThread();
     }
+}
+
+void XPackedMultiChannelVolume::CopyGrey(XGrey8Volume& inSource, std::uint32_t inFirstComponent)
+{
+    CopyVoxels(inSource, inFirstComponent,
+               [](unsigned char* outVoxel, std::ptrdiff_t, std::uint8_t inValue)
+               { *outVoxel = inValue; });
+}
+
+void XPackedMultiChannelVolume::CopyColour(XARGB32Volume& inSource, std::uint32_t inFirstComponent)
+{
+    // The three colour bytes after the leading alpha byte, into three consecutive components.
+    CopyVoxels(
+        inSource, inFirstComponent,
+        [](unsigned char* outVoxel, std::ptrdiff_t inComponentStride, const XARGB32Colour& inValue)
+        {
+            outVoxel[0] = inValue.r;
+            outVoxel[inComponentStride] = inValue.g;
+            outVoxel[2 * inComponentStride] = inValue.b;
+        });
 }
 
 void XPackedMultiChannelVolume::Write(XStream& outStream) const

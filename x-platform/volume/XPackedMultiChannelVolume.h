@@ -99,6 +99,8 @@ private:
                      std::uint32_t inFirstComponent, const XDisplayRange* inRange);
     void CopyGrey(XGrey8Volume& inSource, std::uint32_t inFirstComponent);
     void CopyColour(XARGB32Volume& inSource, std::uint32_t inFirstComponent);
+    template <class TVolume, class TStore>
+    void CopyVoxels(TVolume& inSource, std::uint32_t inFirstComponent, TStore inStore);
 
     std::unique_ptr<XBuffer> itsBuffer;
     std::vector<XPackedChannelEntry> itsChannels;
