@@ -1,6 +1,15 @@
+# Tests of the module layer: the storable class table and the scene-file renderer, which renders
+# scene files and small stacks written with libtiff into a scratch folder.
+find_package(TIFF REQUIRED)
+find_package(nlohmann_json CONFIG REQUIRED)
+
 add_executable(voltrace_module_tests)
-target_link_libraries(voltrace_module_tests PRIVATE voltrace_module GTest::gtest GTest::gtest_main)
+target_link_libraries(voltrace_module_tests PRIVATE voltrace_module TIFF::TIFF
+  nlohmann_json::nlohmann_json GTest::gtest GTest::gtest_main)
 target_sources(voltrace_module_tests PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/module/XRayTracerRendererTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/module/XSceneFilePixelTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/module/XStorableClassTableTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/module/XTestStack.cpp
 )
 gtest_discover_tests(voltrace_module_tests DISCOVERY_TIMEOUT 60)

@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <numbers>
 #include <sstream>
@@ -60,7 +61,8 @@ public:
         {
             itsJson = nlohmann::json::parse(text.str());
         }
-        catch (const nlohmann::json::parse_error& error)
+        // A syntax error, or a number too large for a double (an out_of_range error).
+        catch (const nlohmann::json::exception& error)
         {
             throw XException(XException::kInvalidArgument,
                              itsFileName + ": not a valid JSON file (" + error.what() + ")");
@@ -89,12 +91,12 @@ public:
         }
         const float scale = ReadRenderScale(root, camera, volume.get());
         itsRenderer.itsRenderScale = scale;
+        const XCamera scaledCamera = ScaleCamera(root, camera, scale);
 
         auto scene = std::make_unique<X3DScene>();
         {
             XMutexLock lock(scene->GetMutex());
-            scene->SetCamera(
-                XCamera(camera.GetPosition() * scale, camera.GetLookAt() * scale, camera.GetUp()));
+            scene->SetCamera(scaledCamera);
             scene->SetBackground(background);
             scene->SetAmbientFraction(ambient);
             std::vector<std::unique_ptr<XLight>> lights;
@@ -224,6 +226,29 @@ private:
             camera.Fail("the position, the point looked at and the up vector give no view "
                         "(the position equals the point looked at, or up is zero or parallel "
                         "to the view)");
+        }
+    }
+
+    // The camera in render units. A render scale so small (or large) that the position and the
+    // point looked at coincide (or leave the float range) leaves no view.
+    static XCamera ScaleCamera(const XSceneJson& inRoot, const XCamera& inCamera, float inScale)
+    {
+        try
+        {
+            return XCamera(inCamera.GetPosition() * inScale, inCamera.GetLookAt() * inScale,
+                           inCamera.GetUp());
+        }
+        catch (const XException&)
+        {
+            char text[32];
+            std::snprintf(text, sizeof text, "%.9g", static_cast<double>(inScale));
+            const std::string what = std::string("the render scale ") + text +
+                                     " leaves the camera no view in render units";
+            if (inRoot.Has("renderScale"))
+            {
+                inRoot["renderScale"].Fail(what);
+            }
+            inRoot.Fail(what);
         }
     }
 
