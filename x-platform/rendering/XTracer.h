@@ -44,6 +44,9 @@ public:
 
     const XSurfaceIntegrator& GetSurfaceIntegrator() const { return itsSurfaceIntegrator; }
     const XVolumeIntegrator& GetVolumeIntegrator() const { return itsVolumeIntegrator; }
+    // Whether the volume integrator skips the volumetric's empty space (on by default; the
+    // pictures are the same either way). Not to be changed while a region renders.
+    void SetEmptySpaceSkipping(bool inOn) { itsVolumeIntegrator.SetEmptySpaceSkipping(inOn); }
 
     // The colour arriving along the ray with inDepth mirror bounces left: Ls Tr + Lv, where the
     // volume terms cover the ray only up to the nearest surface. Black without a scene.

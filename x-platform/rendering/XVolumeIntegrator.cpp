@@ -4,6 +4,7 @@
 #include "x-platform/rendering/X3DScene.h"
 #include "x-platform/rendering/XTracer.h"
 #include "x-platform/shading/XLight.h"
+#include "x-platform/volume/XEmptySpaceGrid.h"
 #include "x-platform/volume/XVolumetric.h"
 
 #include <cmath>
@@ -15,6 +16,9 @@ namespace
 {
 // Marching stops once the transmittance falls below this.
 constexpr float kMinTransmittance = 1.0e-8f;
+// The grid's test costs about a tenth of a sample's shading, so it pays only where at least this
+// share of the sample positions is empty.
+constexpr float kMinEmptySampleFraction = 0.15f;
 // Shadow rays from a sample toward a light start and end this far (world units) from either end.
 constexpr float kShadowOffset = 0.001f;
 
@@ -63,6 +67,14 @@ bool XVolumeIntegrator::SetUpMarch(const XRay& inRay, const X3DScene& inScene, X
     return true;
 }
 
+const XEmptySpaceGrid* XVolumeIntegrator::GetSkipGrid(const XVolumetric& inVolumetric) const
+{
+    const XEmptySpaceGrid* const grid =
+        itsSkipsEmptySpace ? inVolumetric.GetEmptySpaceGrid() : nullptr;
+    return grid != nullptr && grid->GetEmptySampleFraction() >= kMinEmptySampleFraction ? grid
+                                                                                        : nullptr;
+}
+
 XRGBSpectrum XVolumeIntegrator::Li(const XRay& inRay, std::uint32_t, const ImageSample&,
                                    const X3DScene& inScene, const XTracer& inTracer) const
 {
@@ -71,6 +83,7 @@ XRGBSpectrum XVolumeIntegrator::Li(const XRay& inRay, std::uint32_t, const Image
     {
         return XRGBSpectrum();
     }
+    const XEmptySpaceGrid* const grid = GetSkipGrid(*march.volumetric);
     XLiState state;
     float t = march.firstT;
     for (std::uint32_t i = 0; i < march.count; ++i, t += march.step)
@@ -80,7 +93,15 @@ XRGBSpectrum XVolumeIntegrator::Li(const XRay& inRay, std::uint32_t, const Image
         {
             continue;
         }
-        if (!AddLiSample(march, p, inScene, inTracer, state))
+        if (grid != nullptr && grid->IsSampleEmptyAt(p))
+        {
+            if (!PassEmptyLiSample(state))
+            {
+                break;
+            }
+            continue;
+        }
+        if (!AddLiSample(march, p, inScene, inTracer, itsSkipsEmptySpace, state))
         {
             break;
         }
@@ -88,9 +109,17 @@ XRGBSpectrum XVolumeIntegrator::Li(const XRay& inRay, std::uint32_t, const Image
     return state.radiance;
 }
 
+bool XVolumeIntegrator::PassEmptyLiSample(XLiState& ioState)
+{
+    // What AddLiSample does with a sample of opacity 0: the shading would add 0 x colour.
+    ioState.transmittance *= 1.0f - ioState.opacity;
+    ioState.opacity = 0.0f;
+    return !(ioState.transmittance < kMinTransmittance);
+}
+
 bool XVolumeIntegrator::AddLiSample(const XMarch& inMarch, const XMathVectorF3& inPoint,
                                     const X3DScene& inScene, const XTracer& inTracer,
-                                    XLiState& ioState)
+                                    bool inSkipTransparent, XLiState& ioState)
 {
     // The previous sample's opacity attenuates this one and everything behind it.
     ioState.transmittance *= 1.0f - ioState.opacity;
@@ -106,8 +135,9 @@ bool XVolumeIntegrator::AddLiSample(const XMarch& inMarch, const XMathVectorF3& 
     const float ambient = inScene.GetAmbientFraction();
     ioState.radiance += colour * alpha * transmittance * ambient;
 
+    // A transparent sample's light terms are 0 x a finite colour: skipping may leave them out.
     const std::vector<std::unique_ptr<XLight>>& lights = inScene.GetLights();
-    if (lights.empty())
+    if (lights.empty() || (inSkipTransparent && alpha == 0.0f))
     {
         return true;
     }
@@ -134,22 +164,46 @@ XRGBSpectrum XVolumeIntegrator::Transmittance(const XRay& inRay, const X3DScene&
     {
         return transmittance;
     }
+    const XEmptySpaceGrid* const grid = GetSkipGrid(*march.volumetric);
     float t = march.firstT;
     for (std::uint32_t i = 0; i < march.count; ++i, t += march.step)
     {
         const XMathVectorF3 p = march.origin + march.direction * t;
-        if (march.bounds.Contains(p))
+        if (!march.bounds.Contains(p))
         {
-            const float sigma = march.volumetric->GetDensity(p);
-            if (sigma > 0.0f)
-            {
-                transmittance *= 1.0f - sigma * march.step;
-            }
+            // Nothing changes the transmittance, so the stop test would give what it gave at
+            // the last sample that did.
+            continue;
         }
-        if ((transmittance.r + transmittance.g + transmittance.b) / 3.0f < kMinTransmittance)
+        if (grid != nullptr && grid->IsSampleEmptyAt(p))
         {
-            break;
+            continue; // opacity 0: as above
+        }
+        const float sigma = march.volumetric->GetDensity(p);
+        if (sigma > 0.0f)
+        {
+            transmittance *= 1.0f - sigma * march.step;
+            if ((transmittance.r + transmittance.g + transmittance.b) / 3.0f < kMinTransmittance)
+            {
+                break;
+            }
         }
     }
     return transmittance;
+}
+
+std::uint64_t XVolumeIntegrator::CountSamples(const XRay& inRay, const X3DScene& inScene)
+{
+    XMarch march;
+    if (!SetUpMarch(inRay, inScene, march))
+    {
+        return 0;
+    }
+    std::uint64_t inside = 0;
+    float t = march.firstT;
+    for (std::uint32_t i = 0; i < march.count; ++i, t += march.step)
+    {
+        inside += march.bounds.Contains(march.origin + march.direction * t) ? 1 : 0;
+    }
+    return inside;
 }

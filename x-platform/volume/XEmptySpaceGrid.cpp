@@ -1,6 +1,7 @@
 #include "x-platform/volume/XEmptySpaceGrid.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace
 {
@@ -31,6 +32,12 @@ XEmptySpaceGrid::XEmptySpaceGrid(const std::array<std::int32_t, 3>& inOrigin,
         itsCellCounts[axis] = (inVoxelCounts[axis] + kCellSize - 1) / kCellSize;
     }
     itsOccupied.assign(std::size_t{itsCellCounts[0]} * itsCellCounts[1] * itsCellCounts[2], 0);
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        itsPaddedCounts[axis] = itsCellCounts[axis] * kCellSize;
+    }
+    itsWordsPerRow = (std::size_t{itsPaddedCounts[0]} + 63) / 64;
+    itsOccupiedSamples.assign(itsWordsPerRow * itsPaddedCounts[1] * itsPaddedCounts[2], 0);
     if (itsOccupied.empty() || inOpaque.empty())
     {
         return;
@@ -54,8 +61,56 @@ XEmptySpaceGrid::XEmptySpaceGrid(const std::array<std::int32_t, 3>& inOrigin,
                 if (opaque)
                 {
                     Mark(x, y, z);
+                    itsOccupiedSamples[SampleRow(y, z) + x / 64] |= std::uint64_t{1} << (x % 64);
                 }
             }
+        }
+    }
+    DilateSamples();
+    // Every occupied sample lies in the data, since a bit only spreads to lower positions.
+    std::uint64_t occupied = 0;
+    for (const std::uint64_t word : itsOccupiedSamples)
+    {
+        occupied += static_cast<std::uint64_t>(std::popcount(word));
+    }
+    const double samples =
+        static_cast<double>(inVoxelCounts[0]) * inVoxelCounts[1] * inVoxelCounts[2];
+    itsEmptySampleFraction = static_cast<float>(1.0 - static_cast<double>(occupied) / samples);
+}
+
+void XEmptySpaceGrid::DilateSamples()
+{
+    // The sample at v reads the voxels v + (0 or 1) on each axis: each bit takes in the bits
+    // above it along x, then y, then z. Going upward, the neighbour above is still unchanged.
+    const std::size_t rows = std::size_t{itsPaddedCounts[1]} * itsPaddedCounts[2];
+    for (std::size_t row = 0; row < rows; ++row)
+    {
+        std::uint64_t* const words = &itsOccupiedSamples[row * itsWordsPerRow];
+        for (std::size_t k = 0; k < itsWordsPerRow; ++k)
+        {
+            const std::uint64_t carry = k + 1 < itsWordsPerRow ? words[k + 1] << 63 : 0;
+            words[k] |= (words[k] >> 1) | carry;
+        }
+    }
+    for (std::uint32_t z = 0; z < itsPaddedCounts[2]; ++z)
+    {
+        for (std::uint32_t y = 0; y + 1 < itsPaddedCounts[1]; ++y)
+        {
+            std::uint64_t* const words = &itsOccupiedSamples[SampleRow(y, z)];
+            const std::uint64_t* const above = &itsOccupiedSamples[SampleRow(y + 1, z)];
+            for (std::size_t k = 0; k < itsWordsPerRow; ++k)
+            {
+                words[k] |= above[k];
+            }
+        }
+    }
+    const std::size_t plane = itsWordsPerRow * itsPaddedCounts[1];
+    for (std::uint32_t z = 0; z + 1 < itsPaddedCounts[2]; ++z)
+    {
+        std::uint64_t* const words = &itsOccupiedSamples[z * plane];
+        for (std::size_t k = 0; k < plane; ++k)
+        {
+            words[k] |= words[k + plane];
         }
     }
 }

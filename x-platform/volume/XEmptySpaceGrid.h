@@ -10,7 +10,9 @@
 #include <vector>
 
 // Empty-space skipping for a classified voxel grid: cells of 8 x 8 x 8 sample positions that
-// record whether any voxel a sample inside the cell can read has a non-zero classified opacity.
+// record whether any voxel a sample inside the cell can read has a non-zero classified opacity,
+// and the same record for every single sample position (one bit per voxel), for the samples of
+// occupied cells.
 // A sample at p reads the voxels trunc(p) and trunc(p) + 1 on each axis, so cell c covers the
 // samples with trunc(p) in [origin + 8c, origin + 8c + 7] and is built from the voxels
 // [origin + 8c, origin + 8c + 8] (clipped to the data). Where a cell is empty, every sample's
@@ -65,8 +67,30 @@ public:
     // origin + 8c up to, not including, origin + 8c + 8 on each axis.
     XBoundingBox GetCellBounds(std::int32_t inX, std::int32_t inY, std::int32_t inZ) const;
 
+    // True when the sample at a voxel point has opacity exactly 0: its cell is empty, or none of
+    // the eight voxels it reads has opacity. A finer test than IsEmptyAt, at the cost of one bit
+    // per voxel.
+    bool IsSampleEmptyAt(const XMathVectorF3& inVoxelPoint) const
+    {
+        const std::int32_t x = VoxelOf(inVoxelPoint.x, 0);
+        const std::int32_t y = VoxelOf(inVoxelPoint.y, 1);
+        const std::int32_t z = VoxelOf(inVoxelPoint.z, 2);
+        if (IsCellEmpty(x >> kCellShift, y >> kCellShift, z >> kCellShift))
+        {
+            return true;
+        }
+        // An occupied cell lies inside the grid, so the voxel lies inside the padded extent.
+        const std::uint64_t word = itsOccupiedSamples[SampleRow(static_cast<std::uint32_t>(y),
+                                                                static_cast<std::uint32_t>(z)) +
+                                                      static_cast<std::uint32_t>(x) / 64];
+        return ((word >> (static_cast<std::uint32_t>(x) % 64)) & 1u) == 0;
+    }
+
     std::uint64_t GetCellCount() const { return itsOccupied.size(); }
     std::uint64_t GetEmptyCellCount() const;
+    // The share of the data's sample positions (one per voxel) that IsSampleEmptyAt rules out:
+    // 1 without data.
+    float GetEmptySampleFraction() const { return itsEmptySampleFraction; }
 
 private:
     std::size_t CellIndex(std::int32_t inX, std::int32_t inY, std::int32_t inZ) const
@@ -85,9 +109,33 @@ private:
         const std::int64_t voxel = static_cast<std::int64_t>(inCoordinate) - itsOrigin[inAxis];
         return static_cast<std::int32_t>(voxel >> kCellShift);
     }
+    // The voxel a sample reads first, relative to the origin, by the truncation of CellOf; points
+    // far outside the grid (or NaN) land on a voxel outside it.
+    std::int32_t VoxelOf(float inCoordinate, int inAxis) const
+    {
+        if (!(inCoordinate > -1.0e9f && inCoordinate < 1.0e9f))
+        {
+            return -1;
+        }
+        return static_cast<std::int32_t>(static_cast<std::int64_t>(inCoordinate) -
+                                         itsOrigin[inAxis]);
+    }
     void Mark(std::int64_t inX, std::int64_t inY, std::int64_t inZ);
+    // The first word of a row of sample bits.
+    std::size_t SampleRow(std::uint32_t inY, std::uint32_t inZ) const
+    {
+        return (std::size_t{inZ} * itsPaddedCounts[1] + inY) * itsWordsPerRow;
+    }
+    // Turns the bits of opaque voxels into the bits of the samples that read them.
+    void DilateSamples();
 
     std::array<std::int32_t, 3> itsOrigin{};
     std::array<std::uint32_t, 3> itsCellCounts{};
     std::vector<std::uint8_t> itsOccupied; // 1 where a sample may have opacity
+    // One bit per sample voxel, set where the sample may have opacity: rows along x of
+    // itsWordsPerRow words over the cells' padded extent.
+    std::array<std::uint32_t, 3> itsPaddedCounts{};
+    std::size_t itsWordsPerRow = 0;
+    std::vector<std::uint64_t> itsOccupiedSamples;
+    float itsEmptySampleFraction = 1.0f;
 };
