@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <thread>
@@ -69,13 +70,18 @@ void XVolumeRayTracerTool::RenderFilm(const XSharedHandle<X3DScene>& inScene,
         // The calling thread renders too; it also reports progress between its regions.
         XProgress progress(regions);
         progress.SetMessage("Rendering");
+        // Woken early when the frame ends, so that a short frame does not wait out a period.
+        std::mutex reporterMutex;
+        std::condition_variable reporterWake;
+        bool frameEnded = false;
         std::thread reporter(
             [&]
             {
                 std::uint32_t reported = 0;
-                while (reported < regions && !stop)
+                std::unique_lock lock(reporterMutex);
+                while (!frameEnded)
                 {
-                    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                    reporterWake.wait_for(lock, std::chrono::milliseconds(50));
                     const std::uint32_t done = finishedRegions;
                     if (done > reported)
                     {
@@ -84,6 +90,15 @@ void XVolumeRayTracerTool::RenderFilm(const XSharedHandle<X3DScene>& inScene,
                     }
                 }
             });
+        const auto endReporter = [&]
+        {
+            {
+                const std::lock_guard lock(reporterMutex);
+                frameEnded = true;
+            }
+            reporterWake.notify_all();
+            reporter.join();
+        };
         try
         {
             XTracer tracer(inOptions);
@@ -105,15 +120,14 @@ void XVolumeRayTracerTool::RenderFilm(const XSharedHandle<X3DScene>& inScene,
             {
                 helper.join();
             }
-            reporter.join();
+            endReporter();
             throw;
         }
         for (auto& helper : helpers)
         {
             helper.join();
         }
-        stop = true;
-        reporter.join();
+        endReporter();
     }
     if (failure)
     {
