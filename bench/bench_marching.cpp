@@ -101,11 +101,10 @@ XPreparedWorkload Prepare(const XWorkload& inWorkload)
         XMakeChannelSpecifications(sequence->GetChannelCount(), sequence->IsColour(), shown);
     for (const XChannelSetting& setting : inWorkload.channels)
     {
-        XChannelShadeSpecification& specification = specifications[setting.channel - 1];
-        specification.SetColour(setting.colour);
-        specification.SetProperty(XChannelShadeSpecification::kThresholdProperty,
-                                  setting.threshold);
-        specification.SetProperty(XChannelShadeSpecification::kOpacityProperty, setting.opacity);
+        XChannelShadeSpecification& shade = specifications[setting.channel - 1];
+        shade.SetColour(setting.colour);
+        shade.SetProperty(XChannelShadeSpecification::kThresholdProperty, setting.threshold);
+        shade.SetProperty(XChannelShadeSpecification::kOpacityProperty, setting.opacity);
     }
     XRef<XMultiChannelVolumetric> volumetric =
         XMultiChannelVolumetricFactory::Create(std::move(specifications), sampleID, 0);

@@ -40,7 +40,7 @@ struct XChannelLook
     std::optional<float> opacity = std::nullopt;
 };
 
-// One specification per channel of the sample, in channel order: the channels of inShown are
+// One shade per channel of the sample, in channel order: the channels of inShown are
 // visible with their default colours and inLook's settings, every other one hidden. Colour
 // channels are marked as such.
 inline std::vector<XChannelShadeSpecification>
@@ -51,28 +51,24 @@ XMakeChannelSpecifications(std::uint32_t inChannelCount, bool inColour,
     std::vector<XChannelShadeSpecification> specifications;
     for (std::uint32_t channel = 1; channel <= inChannelCount; ++channel)
     {
-        XChannelShadeSpecification specification(channel);
-        specification.SetVisible(std::find(inShown.begin(), inShown.end(), channel) !=
-                                 inShown.end());
-        specification.SetChannelKind(inColour ? XChannelShadeSpecification::kColourChannel
-                                              : XChannelShadeSpecification::kScalarChannel);
-        specification.SetColour(XDefaultChannelColour(channel));
+        XChannelShadeSpecification shade(channel);
+        shade.SetVisible(std::find(inShown.begin(), inShown.end(), channel) != inShown.end());
+        shade.SetChannelKind(inColour ? XChannelShadeSpecification::kColourChannel
+                                      : XChannelShadeSpecification::kScalarChannel);
+        shade.SetColour(XDefaultChannelColour(channel));
         if (inLook.threshold)
         {
-            specification.SetProperty(XChannelShadeSpecification::kThresholdProperty,
-                                      *inLook.threshold);
+            shade.SetProperty(XChannelShadeSpecification::kThresholdProperty, *inLook.threshold);
         }
         if (inLook.brightness)
         {
-            specification.SetProperty(XChannelShadeSpecification::kBrightnessProperty,
-                                      *inLook.brightness);
+            shade.SetProperty(XChannelShadeSpecification::kBrightnessProperty, *inLook.brightness);
         }
         if (inLook.opacity)
         {
-            specification.SetProperty(XChannelShadeSpecification::kOpacityProperty,
-                                      *inLook.opacity);
+            shade.SetProperty(XChannelShadeSpecification::kOpacityProperty, *inLook.opacity);
         }
-        specifications.push_back(std::move(specification));
+        specifications.push_back(std::move(shade));
     }
     return specifications;
 }

@@ -64,18 +64,18 @@ XSceneVolume::XSceneVolume(const XSceneJson& inVolume, const std::filesystem::pa
     itsExtent[1] = sequence->GetBounds().GetHeight();
     itsExtent[2] = sequence->GetBounds().GetDepth();
 
-    // One specification per channel of the stack, in channel order; listed channels are shown.
+    // One shade per channel of the stack, in channel order; listed channels are shown.
     const std::uint32_t channels = sequence->GetChannelCount();
     const bool colour = sequence->IsColour();
     for (std::uint32_t c = 1; c <= channels; ++c)
     {
-        XChannelShadeSpecification specification(c);
-        specification.SetChannelKind(colour ? XChannelShadeSpecification::kColourChannel
-                                            : XChannelShadeSpecification::kScalarChannel);
-        specification.SetShaderModel(XChannelShadeSpecification::kFluorescenceModel);
-        specification.SetColour(GetDefaultColour(c));
-        specification.SetVisible(!inVolume.Has("channels"));
-        itsSpecifications.push_back(specification);
+        XChannelShadeSpecification shade(c);
+        shade.SetChannelKind(colour ? XChannelShadeSpecification::kColourChannel
+                                    : XChannelShadeSpecification::kScalarChannel);
+        shade.SetShaderModel(XChannelShadeSpecification::kFluorescenceModel);
+        shade.SetColour(GetDefaultColour(c));
+        shade.SetVisible(!inVolume.Has("channels"));
+        itsSpecifications.push_back(shade);
     }
     if (!inVolume.Has("channels"))
     {
@@ -93,8 +93,8 @@ XSceneVolume::XSceneVolume(const XSceneJson& inVolume, const std::filesystem::pa
         {
             entry["channel"].Fail("channel " + std::to_string(channel) + " is listed twice");
         }
-        XChannelShadeSpecification& specification = itsSpecifications[channel - 1];
-        specification.SetVisible(entry.GetBool("visible", true));
+        XChannelShadeSpecification& shade = itsSpecifications[channel - 1];
+        shade.SetVisible(entry.GetBool("visible", true));
         if (entry.Has("colour"))
         {
             const XSceneJson colourValue = entry["colour"];
@@ -106,23 +106,23 @@ XSceneVolume::XSceneVolume(const XSceneJson& inVolume, const std::filesystem::pa
                     colourValue.Fail("a channel colour's components must lie in [0, 1]");
                 }
             }
-            specification.SetColour(ColourByte(rgb.r) << 8 | ColourByte(rgb.g) << 16 |
-                                    ColourByte(rgb.b) << 24);
+            shade.SetColour(ColourByte(rgb.r) << 8 | ColourByte(rgb.g) << 16 |
+                            ColourByte(rgb.b) << 24);
         }
         if (entry.Has("threshold"))
         {
-            specification.SetProperty(XChannelShadeSpecification::kThresholdProperty,
-                                      entry["threshold"].GetFloat(0.0, 1.0));
+            shade.SetProperty(XChannelShadeSpecification::kThresholdProperty,
+                              entry["threshold"].GetFloat(0.0, 1.0));
         }
         if (entry.Has("brightness"))
         {
-            specification.SetProperty(XChannelShadeSpecification::kBrightnessProperty,
-                                      entry["brightness"].GetFloat(0.0, 1e6));
+            shade.SetProperty(XChannelShadeSpecification::kBrightnessProperty,
+                              entry["brightness"].GetFloat(0.0, 1e6));
         }
         if (entry.Has("opacity"))
         {
-            specification.SetProperty(XChannelShadeSpecification::kOpacityProperty,
-                                      entry["opacity"].GetFloat(0.0, 1.0));
+            shade.SetProperty(XChannelShadeSpecification::kOpacityProperty,
+                              entry["opacity"].GetFloat(0.0, 1.0));
         }
         if (entry.Has("range"))
         {

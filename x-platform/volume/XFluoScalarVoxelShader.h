@@ -35,7 +35,7 @@ public:
     float GetThreshold() const override { return itsThreshold; }
     // Gain 1.5 x brightness (property 2, default 1); absorption 2^(13 x opacity - 6) with the
     // opacity setting of property 3 (default 0.5), so 0..1 maps to 1/64..128; threshold
-    // property 0 x 0.99 + 0.01 (0 when absent); colour from the specification's colour word.
+    // property 0 x 0.99 + 0.01 (0 when absent); colour from the shade's colour word.
     void SetFromSpecification(const XChannelShadeSpecification& inSpecification) override;
     float GetOpacity(float inValue) const override;
     void Classify(float inValue, XRGBSpectrum& outColour, float& outOpacity) const override;

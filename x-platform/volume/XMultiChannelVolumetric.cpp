@@ -14,7 +14,7 @@ X_SOURCE_NAME("x-platform/XMultiChannelVolumetric");
 
 namespace
 {
-// Fluorescence properties that travel with a specification: threshold, brightness, opacity.
+// Fluorescence properties that travel with a shade: threshold, brightness, opacity.
 constexpr std::uint32_t kStreamedProperties[] = {XChannelShadeSpecification::kThresholdProperty,
                                                  XChannelShadeSpecification::kBrightnessProperty,
                                                  XChannelShadeSpecification::kOpacityProperty};
@@ -58,21 +58,21 @@ void WriteSpecification(XStream& outStream, const XChannelShadeSpecification& in
 
 XChannelShadeSpecification ReadSpecification(XStream& inStream)
 {
-    XChannelShadeSpecification specification(inStream.Read32());
-    specification.SetVisible(inStream.Read8() != 0);
-    specification.SetChannelKind(inStream.Read32());
-    specification.SetShaderModel(inStream.Read32());
-    specification.SetColour(inStream.Read32());
+    XChannelShadeSpecification shade(inStream.Read32());
+    shade.SetVisible(inStream.Read8() != 0);
+    shade.SetChannelKind(inStream.Read32());
+    shade.SetShaderModel(inStream.Read32());
+    shade.SetColour(inStream.Read32());
     for (const std::uint32_t property : kStreamedProperties)
     {
         const bool present = inStream.Read8() != 0;
         const float value = inStream.ReadFloat32S();
         if (present)
         {
-            specification.SetProperty(property, value);
+            shade.SetProperty(property, value);
         }
     }
-    return specification;
+    return shade;
 }
 } // namespace
 
@@ -173,11 +173,11 @@ void XMultiChannelVolumetric::Prepare()
 void XMultiChannelVolumetric::BuildChannelRecords(std::vector<XPackedChannelEntry>& outRequest)
 {
     std::vector<const XChannelShadeSpecification*> ordered;
-    for (const XChannelShadeSpecification& specification : itsSpecifications)
+    for (const XChannelShadeSpecification& shade : itsSpecifications)
     {
-        if (specification.IsVisible())
+        if (shade.IsVisible())
         {
-            ordered.push_back(&specification);
+            ordered.push_back(&shade);
         }
     }
     std::stable_sort(
@@ -187,30 +187,29 @@ void XMultiChannelVolumetric::BuildChannelRecords(std::vector<XPackedChannelEntr
 
     itsRecords.clear();
     outRequest.clear();
-    for (const XChannelShadeSpecification* specification : ordered)
+    for (const XChannelShadeSpecification* shade : ordered)
     {
-        const std::uint32_t channel = specification->GetChannel();
+        const std::uint32_t channel = shade->GetChannel();
         if (!outRequest.empty() && outRequest.back().channel == channel)
         {
             throw XException(XException::kInvalidArgument,
                              "Channel " + std::to_string(channel) + " is given twice");
         }
         outRequest.push_back(
-            {channel, specification->GetChannelKind() == XChannelShadeSpecification::kColourChannel
-                          ? 3u
-                          : 1u});
+            {channel,
+             shade->GetChannelKind() == XChannelShadeSpecification::kColourChannel ? 3u : 1u});
         XChannelTableRecord record;
         std::unique_ptr<XVoxelShaderBase> selectedShader;
-        if (specification->GetShaderModel() == XChannelShadeSpecification::kFluorescenceModel)
+        if (shade->GetShaderModel() == XChannelShadeSpecification::kFluorescenceModel)
         {
             selectedShader = std::make_unique<XFluoScalarVoxelShader>();
         }
         X_ASSERT(selectedShader);
         if (selectedShader)
         {
-            selectedShader->SetFromSpecification(*specification);
+            selectedShader->SetFromSpecification(*shade);
             selectedShader->BuildTables(record.opacity, record.emission);
-            record.colour = XVoxelShaderBase::ColourOfWord(specification->GetColour());
+            record.colour = XVoxelShaderBase::ColourOfWord(shade->GetColour());
             if (!record.IsValid())
             {
                 throw XException(XException::kInvalidArgument,
@@ -380,9 +379,9 @@ void XMultiChannelVolumetric::Write(XStream& outStream) const
     XVolumetric::Write(outStream);
     outStream.WriteVersion(kClassID);
     outStream.Write32(static_cast<std::uint32_t>(itsSpecifications.size()));
-    for (const XChannelShadeSpecification& specification : itsSpecifications)
+    for (const XChannelShadeSpecification& shade : itsSpecifications)
     {
-        WriteSpecification(outStream, specification);
+        WriteSpecification(outStream, shade);
     }
     outStream.Write32(itsSampleID);
     outStream.Write32(itsTimePoint);

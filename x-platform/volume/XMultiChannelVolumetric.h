@@ -20,7 +20,7 @@
 
 // The volumetric of microscope image data: the visible channels of one time point of a sample,
 // packed into bytes and classified through per-channel opacity and emission tables built from
-// each channel's shade specification. A sample at a voxel point classifies the eight voxels
+// each channel's shade settings. A sample at a voxel point classifies the eight voxels
 // around it (classification before interpolation) and interpolates trilinearly; the per-voxel
 // combination rule is the concrete class's (XMultiChannelVolumetricT).
 //
@@ -63,7 +63,7 @@ public:
 
     // The settings below are read by the next preparation; a prepared volumetric keeps what it
     // was prepared with (but for the origin and voxel size, which move it at once).
-    // One specification per host channel; only visible ones are rendered.
+    // One shade per host channel; only visible ones are rendered.
     void SetChannelSpecifications(std::vector<XChannelShadeSpecification> inSpecifications);
     const std::vector<XChannelShadeSpecification>& GetChannelSpecifications() const
     {

@@ -7,13 +7,13 @@ std::uint32_t XMultiChannelVolumetricFactory::SelectClassID(
 {
     std::uint32_t scalar = 0;
     std::uint32_t colour = 0;
-    for (const XChannelShadeSpecification& specification : inSpecifications)
+    for (const XChannelShadeSpecification& shade : inSpecifications)
     {
-        if (!specification.IsVisible())
+        if (!shade.IsVisible())
         {
             continue;
         }
-        if (specification.GetChannelKind() == XChannelShadeSpecification::kColourChannel)
+        if (shade.GetChannelKind() == XChannelShadeSpecification::kColourChannel)
         {
             ++colour;
         }

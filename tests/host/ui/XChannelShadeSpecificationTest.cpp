@@ -4,21 +4,21 @@
 
 TEST(XChannelShadeSpecificationTest, DefaultsAndSettings)
 {
-    XChannelShadeSpecification specification(3);
-    EXPECT_EQ(specification.GetChannel(), 3u);
-    EXPECT_TRUE(specification.IsVisible());
-    EXPECT_EQ(specification.GetChannelKind(), XChannelShadeSpecification::kScalarChannel);
-    EXPECT_EQ(specification.GetShaderModel(), XChannelShadeSpecification::kFluorescenceModel);
+    XChannelShadeSpecification shade(3);
+    EXPECT_EQ(shade.GetChannel(), 3u);
+    EXPECT_TRUE(shade.IsVisible());
+    EXPECT_EQ(shade.GetChannelKind(), XChannelShadeSpecification::kScalarChannel);
+    EXPECT_EQ(shade.GetShaderModel(), XChannelShadeSpecification::kFluorescenceModel);
     EXPECT_EQ(XChannelShadeSpecification().GetChannel(), 1u);
 
-    specification.SetVisible(false);
-    specification.SetChannelKind(XChannelShadeSpecification::kColourChannel);
-    specification.SetShaderModel(7);
-    specification.SetChannel(4);
-    EXPECT_FALSE(specification.IsVisible());
-    EXPECT_EQ(specification.GetChannelKind(), 2u);
-    EXPECT_EQ(specification.GetShaderModel(), 7u);
-    EXPECT_EQ(specification.GetChannel(), 4u);
+    shade.SetVisible(false);
+    shade.SetChannelKind(XChannelShadeSpecification::kColourChannel);
+    shade.SetShaderModel(7);
+    shade.SetChannel(4);
+    EXPECT_FALSE(shade.IsVisible());
+    EXPECT_EQ(shade.GetChannelKind(), 2u);
+    EXPECT_EQ(shade.GetShaderModel(), 7u);
+    EXPECT_EQ(shade.GetChannel(), 4u);
 }
 
 TEST(XChannelShadeSpecificationTest, ColourWordHoldsRedGreenBlueAboveTheLowByte)
@@ -28,31 +28,31 @@ TEST(XChannelShadeSpecificationTest, ColourWordHoldsRedGreenBlueAboveTheLowByte)
     EXPECT_EQ(XChannelShadeSpecification::MakeColour(0, 0, 255), 0xFF000000u);
     const std::uint32_t word = XChannelShadeSpecification::MakeColour(0x12, 0x34, 0x56);
     EXPECT_EQ(word, 0x56341200u);
-    XChannelShadeSpecification specification;
-    specification.SetColour(word);
-    EXPECT_EQ((specification.GetColour() >> 8) & 255u, 0x12u);
-    EXPECT_EQ((specification.GetColour() >> 16) & 255u, 0x34u);
-    EXPECT_EQ(specification.GetColour() >> 24, 0x56u);
+    XChannelShadeSpecification shade;
+    shade.SetColour(word);
+    EXPECT_EQ((shade.GetColour() >> 8) & 255u, 0x12u);
+    EXPECT_EQ((shade.GetColour() >> 16) & 255u, 0x34u);
+    EXPECT_EQ(shade.GetColour() >> 24, 0x56u);
 }
 
 TEST(XChannelShadeSpecificationTest, PropertiesArePresentOnlyOnceSet)
 {
-    XChannelShadeSpecification specification;
+    XChannelShadeSpecification shade;
     for (const std::uint32_t property : {0u, 1u, 2u, 3u})
     {
-        EXPECT_FALSE(specification.IsProperty(property));
-        EXPECT_EQ(specification.GetProperty(property), 0.0f);
+        EXPECT_FALSE(shade.IsProperty(property));
+        EXPECT_EQ(shade.GetProperty(property), 0.0f);
     }
-    specification.SetProperty(XChannelShadeSpecification::kThresholdProperty, 0.1f);
-    specification.SetProperty(XChannelShadeSpecification::kOpacityProperty, 0.0f);
-    EXPECT_TRUE(specification.IsProperty(0));
-    EXPECT_FALSE(specification.IsProperty(2));
-    EXPECT_TRUE(specification.IsProperty(3)); // set to 0 is still set
-    EXPECT_EQ(specification.GetProperty(0), 0.1f);
-    EXPECT_EQ(specification.GetProperty(3), 0.0f);
-    specification.SetProperty(0, 0.25f);
-    EXPECT_EQ(specification.GetProperty(0), 0.25f);
-    specification.ClearProperty(0);
-    EXPECT_FALSE(specification.IsProperty(0));
-    EXPECT_EQ(specification.GetProperty(0), 0.0f);
+    shade.SetProperty(XChannelShadeSpecification::kThresholdProperty, 0.1f);
+    shade.SetProperty(XChannelShadeSpecification::kOpacityProperty, 0.0f);
+    EXPECT_TRUE(shade.IsProperty(0));
+    EXPECT_FALSE(shade.IsProperty(2));
+    EXPECT_TRUE(shade.IsProperty(3)); // set to 0 is still set
+    EXPECT_EQ(shade.GetProperty(0), 0.1f);
+    EXPECT_EQ(shade.GetProperty(3), 0.0f);
+    shade.SetProperty(0, 0.25f);
+    EXPECT_EQ(shade.GetProperty(0), 0.25f);
+    shade.ClearProperty(0);
+    EXPECT_FALSE(shade.IsProperty(0));
+    EXPECT_EQ(shade.GetProperty(0), 0.0f);
 }

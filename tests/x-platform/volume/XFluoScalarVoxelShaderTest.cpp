@@ -13,16 +13,16 @@
 namespace
 {
 XChannelShadeSpecification
-Specification(std::initializer_list<std::pair<std::uint32_t, float>> inProperties,
-              std::uint32_t inColour = 0)
+Shade(std::initializer_list<std::pair<std::uint32_t, float>> inProperties,
+      std::uint32_t inColour = 0)
 {
-    XChannelShadeSpecification specification(1);
-    specification.SetColour(inColour);
+    XChannelShadeSpecification shade(1);
+    shade.SetColour(inColour);
     for (const auto& [property, value] : inProperties)
     {
-        specification.SetProperty(property, value);
+        shade.SetProperty(property, value);
     }
-    return specification;
+    return shade;
 }
 
 constexpr std::uint32_t kThreshold = XChannelShadeSpecification::kThresholdProperty;
@@ -34,37 +34,36 @@ TEST(XFluoScalarVoxelShaderTest, SettingsMapToGainAbsorptionThresholdAndColour)
 {
     XFluoScalarVoxelShader shader;
     // No properties: gain 1.5, absorption 2^(13 x 0.5 - 6) = 2^0.5, threshold 0.
-    shader.SetFromSpecification(Specification({}));
+    shader.SetFromSpecification(Shade({}));
     EXPECT_FLOAT_EQ(shader.GetGain(), 1.5f);
     EXPECT_FLOAT_EQ(shader.GetAbsorption(), std::sqrt(2.0f));
     EXPECT_EQ(shader.GetThreshold(), 0.0f);
 
     // Opacity setting 0 gives 1/64, 1 gives 128, exactly.
-    shader.SetFromSpecification(Specification({{kOpacity, 0.0f}}));
+    shader.SetFromSpecification(Shade({{kOpacity, 0.0f}}));
     EXPECT_EQ(shader.GetAbsorption(), 0.015625f);
-    shader.SetFromSpecification(Specification({{kOpacity, 1.0f}}));
+    shader.SetFromSpecification(Shade({{kOpacity, 1.0f}}));
     EXPECT_EQ(shader.GetAbsorption(), 128.0f);
 
     // Brightness 1 gives the default gain; brightness 2 doubles it.
-    shader.SetFromSpecification(Specification({{kBrightness, 1.0f}}));
+    shader.SetFromSpecification(Shade({{kBrightness, 1.0f}}));
     EXPECT_EQ(shader.GetGain(), 1.5f);
-    shader.SetFromSpecification(Specification({{kBrightness, 2.0f}}));
+    shader.SetFromSpecification(Shade({{kBrightness, 2.0f}}));
     EXPECT_EQ(shader.GetGain(), 3.0f);
 
-    // Threshold t maps to t x 0.99 + 0.01; a setting is forgotten when the next specification
+    // Threshold t maps to t x 0.99 + 0.01; a setting is forgotten when the next shade
     // lacks it.
-    shader.SetFromSpecification(Specification({{kThreshold, 0.5f}}));
+    shader.SetFromSpecification(Shade({{kThreshold, 0.5f}}));
     EXPECT_FLOAT_EQ(shader.GetThreshold(), 0.505f);
-    shader.SetFromSpecification(Specification({{kThreshold, 0.0f}}));
+    shader.SetFromSpecification(Shade({{kThreshold, 0.0f}}));
     EXPECT_FLOAT_EQ(shader.GetThreshold(), 0.01f);
-    shader.SetFromSpecification(Specification({}));
+    shader.SetFromSpecification(Shade({}));
     EXPECT_EQ(shader.GetThreshold(), 0.0f);
 
     // Colour word: red in bits 8-15, green 16-23, blue 24-31; the low byte is ignored.
-    shader.SetFromSpecification(Specification({}, 0x33FF00AAu));
+    shader.SetFromSpecification(Shade({}, 0x33FF00AAu));
     EXPECT_EQ(shader.GetColour(), XRGBSpectrum(0.0f, 1.0f, 0x33 / 255.0f));
-    shader.SetFromSpecification(
-        Specification({}, XChannelShadeSpecification::MakeColour(255, 0, 51)));
+    shader.SetFromSpecification(Shade({}, XChannelShadeSpecification::MakeColour(255, 0, 51)));
     EXPECT_EQ(shader.GetColour(), XRGBSpectrum(1.0f, 0.0f, 0.2f));
 }
 
@@ -121,8 +120,7 @@ TEST(XFluoScalarVoxelShaderTest, ClassificationFollowsTheFluorescenceCurve)
 TEST(XFluoScalarVoxelShaderTest, DefaultSpecificationMakesByteZeroTransparent)
 {
     XFluoScalarVoxelShader shader;
-    shader.SetFromSpecification(
-        Specification({}, XChannelShadeSpecification::MakeColour(0, 255, 0)));
+    shader.SetFromSpecification(Shade({}, XChannelShadeSpecification::MakeColour(0, 255, 0)));
     std::array<float, 256> opacity{};
     std::array<float, 256> emission{};
     shader.BuildTables(opacity, emission);
@@ -131,7 +129,7 @@ TEST(XFluoScalarVoxelShaderTest, DefaultSpecificationMakesByteZeroTransparent)
     EXPECT_NEAR(opacity[128], 1.0 - std::exp2(-0.5 * std::sqrt(2.0)), 1e-6);
     EXPECT_FLOAT_EQ(emission[128], 0.75f);
     // Byte 255 with opacity setting 1: nearly opaque.
-    shader.SetFromSpecification(Specification({{kOpacity, 1.0f}}));
+    shader.SetFromSpecification(Shade({{kOpacity, 1.0f}}));
     shader.BuildTables(opacity, emission);
     EXPECT_NEAR(opacity[255], 1.0, 1e-6);
 }
