@@ -1,5 +1,6 @@
 // Runs the built voltrace command as a user would.
 
+#include "XCommandRun.h"
 #include "XScratchFolder.h"
 
 #include <gtest/gtest.h>
@@ -9,35 +10,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
-
-namespace
-{
-struct XRun
-{
-    int code = -1;
-    std::string out;
-    std::string errors;
-};
-
-XRun RunCommand(const XScratchFolder& inFolder, const std::string& inArguments)
-{
-    const std::filesystem::path out = inFolder / "stdout.txt";
-    const std::filesystem::path errors = inFolder / "stderr.txt";
-    const std::string command = std::string("'") + VOLTRACE_COMMAND + "' " + inArguments + " >'" +
-                                out.string() + "' 2>'" + errors.string() + "' </dev/null";
-    const int status = std::system(command.c_str());
-    XRun run;
-    run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.out = XReadWholeFile(out);
-    run.errors = XReadWholeFile(errors);
-    return run;
-}
-
-std::string Quoted(const std::filesystem::path& inPath)
-{
-    return "'" + inPath.string() + "'";
-}
-} // namespace
 
 TEST(XCommandTest, DemoWritesAStackThatInfoDescribes)
 {

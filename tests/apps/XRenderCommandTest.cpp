@@ -2,6 +2,7 @@
 // same for any number of threads; bad ones end with exit code 2, a message that names the
 // offending place and no picture; a picture that cannot be written ends with exit code 1.
 
+#include "XCommandRun.h"
 #include "XScratchFolder.h"
 #include "tests/x-platform/module/XTestStack.h"
 
@@ -18,31 +19,6 @@
 
 namespace
 {
-struct XRun
-{
-    int code = -1;
-    std::string out;
-    std::string errors;
-};
-
-XRun RunCommand(const XScratchFolder& inFolder, const std::string& inArguments)
-{
-    const std::filesystem::path out = inFolder / "stdout.txt";
-    const std::filesystem::path errors = inFolder / "stderr.txt";
-    const std::string command = std::string("'") + VOLTRACE_COMMAND + "' " + inArguments + " >'" +
-                                out.string() + "' 2>'" + errors.string() + "' </dev/null";
-    const int status = std::system(command.c_str());
-    XRun run;
-    run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.out = XReadWholeFile(out);
-    run.errors = XReadWholeFile(errors);
-    return run;
-}
-
-std::string Quoted(const std::filesystem::path& inPath)
-{
-    return "'" + inPath.string() + "'";
-}
 
 // An 8-bit RGB picture read back with libpng, rows top first.
 struct XPicture
