@@ -28,6 +28,17 @@ void XClassRegistry::Register(const std::string& inName, std::uint32_t inClassId
     itsNameByID[inClassId] = inName;
 }
 
+void XClassRegistry::UnregisterRange(std::uint32_t inLowest, std::uint32_t inHighest)
+{
+    const std::lock_guard lock(itsMutex);
+    for (auto iter = itsNameByID.lower_bound(inLowest);
+         iter != itsNameByID.end() && iter->first <= inHighest;)
+    {
+        itsByName.erase(iter->second);
+        iter = itsNameByID.erase(iter);
+    }
+}
+
 bool XClassRegistry::IsRegistered(const std::string& inName) const
 {
     const std::lock_guard lock(itsMutex);

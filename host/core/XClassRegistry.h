@@ -33,6 +33,10 @@ public:
     void Register(const std::string& inName, std::uint32_t inClassId, XFactory inFactory,
                   std::uint32_t inBaseClassId = 0);
 
+    // Forgets the classes whose identifiers lie in [inLowest, inHighest]: a module library does
+    // this before it is unloaded, since their factories live in it.
+    void UnregisterRange(std::uint32_t inLowest, std::uint32_t inHighest);
+
     bool IsRegistered(const std::string& inName) const;
     // The registered name of a class identifier; empty when unknown.
     std::string GetName(std::uint32_t inClassId) const;
