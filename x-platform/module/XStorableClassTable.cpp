@@ -1,6 +1,7 @@
 #include "x-platform/module/XStorableClassTable.h"
 
 #include "host/XHostClassTable.h"
+#include "x-platform/distributed/XDistributedClassTable.h"
 #include "x-platform/image/XImageClassTable.h"
 #include "x-platform/rendering/XSceneClassTable.h"
 #include "x-platform/volume/XVolumeClassTable.h"
@@ -11,4 +12,5 @@ void XRegisterStorableClasses()
     XRegisterImageClasses();
     XRegisterSceneClasses();
     XRegisterVolumeClasses();
+    XRegisterDistributedClasses();
 }
