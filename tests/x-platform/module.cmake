@@ -4,12 +4,18 @@ find_package(TIFF REQUIRED)
 find_package(nlohmann_json CONFIG REQUIRED)
 
 add_executable(voltrace_module_tests)
-target_link_libraries(voltrace_module_tests PRIVATE voltrace_module TIFF::TIFF
+target_link_libraries(voltrace_module_tests PRIVATE voltrace_module voltrace_demo TIFF::TIFF
   nlohmann_json::nlohmann_json GTest::gtest GTest::gtest_main)
 target_sources(voltrace_module_tests PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/module/XRayTracerRendererTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/module/XSceneFilePixelTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/module/XStorableClassTableTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/module/XTestStack.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/module/XVolumeRayTracerToolTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/module/XTiledRenderTest.cpp
 )
+# The examples render the shared stacks; those tests skip themselves when they are not there.
+target_compile_definitions(voltrace_module_tests PRIVATE
+  "VOLTRACE_SAMPLE_DATA_DIR=\"${VOLTRACE_SAMPLE_DATA_DIR}\""
+  "VOLTRACE_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\"")
 gtest_discover_tests(voltrace_module_tests DISCOVERY_TIMEOUT 60)
