@@ -1,24 +1,17 @@
 #include "apps/XRenderCommand.h"
 
 #include "apps/XExitCode.h"
+#include "apps/XRendererHost.h"
 #include "host/core/XCancellationScope.h"
 #include "host/core/XException.h"
-#include "host/core/XSessionLog.h"
+#include "host/core/XLocalNetJobQueueBackend.h"
 #include "host/core/XThreadCancelled.h"
-#include "host/core/XTimer.h"
-#include "host/imaging/XARGB32Volume.h"
-#include "x-platform/image/XExrWriter.h"
-#include "x-platform/image/XFilm.h"
-#include "x-platform/image/XHighDynamicRangeImage.h"
-#include "x-platform/image/XPngWriter.h"
-#include "x-platform/module/XRayTracerRenderer.h"
-#include "x-platform/module/XVolumeRayTracerTool.h"
+#include "host/ui/XBaseRenderer.h"
 
 #include <CLI/CLI.hpp>
 
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <memory>
 
 namespace
@@ -31,20 +24,37 @@ extern "C" void OnInterrupt(int)
     gInterrupted.store(true);
 }
 
-std::string FormatSeconds(double inSeconds)
+// Restores the previous Ctrl-C handler when the render ends, however it ends.
+class XInterruptHandler
 {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3f", inSeconds);
-    return text;
-}
+public:
+    XInterruptHandler() : itsPrevious(std::signal(SIGINT, OnInterrupt)) { gInterrupted = false; }
+    ~XInterruptHandler() { std::signal(SIGINT, itsPrevious); }
+    XInterruptHandler(const XInterruptHandler&) = delete;
+    XInterruptHandler& operator=(const XInterruptHandler&) = delete;
+
+private:
+    void (*itsPrevious)(int);
+};
 } // namespace
 
 int RunRender(const XRenderRequest& inRequest, std::ostream& outErrors)
 {
-    std::unique_ptr<XRayTracerRenderer> renderer;
+    std::unique_ptr<XRendererHost> host;
     try
     {
-        renderer = std::make_unique<XRayTracerRenderer>(inRequest.scene);
+        host = std::make_unique<XRendererHost>(inRequest.module);
+    }
+    catch (const XException& error)
+    {
+        outErrors << "voltrace render: " << error.what() << '\n';
+        return XExitCode::kFailure;
+    }
+
+    std::unique_ptr<XBaseRenderer> renderer;
+    try
+    {
+        renderer = host->CreateRenderer(inRequest.scene);
         if (inRequest.width || inRequest.height)
         {
             renderer->SetResolution(inRequest.width.value_or(renderer->GetWidth()),
@@ -61,45 +71,33 @@ int RunRender(const XRenderRequest& inRequest, std::ostream& outErrors)
         return XExitCode::kBadInput;
     }
 
-    const auto previousHandler = std::signal(SIGINT, OnInterrupt);
-    gInterrupted = false;
-    const XCancellationScope scope(gInterrupted);
     try
     {
-        const std::unique_ptr<XFilm> film = renderer->CreateFilm();
-        XTimer timer;
-        timer.Start();
-        XVolumeRayTracerTool::RenderFilm(renderer->GetScene(), renderer->GetRenderOptions(), *film,
-                                         inRequest.threads);
-        timer.Stop();
-        XSessionLogManager::GetManager().AddEntry(
-            "Frame took " + FormatSeconds(timer.GetElapsedTime() / 1000.0) + " seconds");
-        std::signal(SIGINT, previousHandler);
-
-        float statistic = 0;
-        const std::unique_ptr<XHighDynamicRangeImage> image = film->ConvertToImage(statistic);
-        XPngWriter::Write(*image->ConvertToARGB32(), inRequest.png.string());
-        if (!inRequest.exr.empty())
         {
-            XExrWriter::Write(*image, inRequest.exr.string());
+            const XInterruptHandler handler;
+            const XCancellationScope scope(gInterrupted);
+            renderer->RenderFrame(std::make_unique<XLocalNetJobQueueBackend>(inRequest.threads));
         }
-        return XExitCode::kDone;
+        renderer->WriteFrame(inRequest.png, inRequest.exr);
+        const auto failures = renderer->GetFrameFailures();
+        for (const std::string& failure : failures)
+        {
+            outErrors << "voltrace render: missing " << failure << '\n';
+        }
+        return failures.empty() ? XExitCode::kDone : XExitCode::kFailure;
     }
     catch (const XThreadCancelled&)
     {
-        std::signal(SIGINT, previousHandler);
         outErrors << "voltrace render: interrupted; nothing was written\n";
         return XExitCode::kInterrupted;
     }
     catch (const XException& error)
     {
-        std::signal(SIGINT, previousHandler);
         outErrors << "voltrace render: " << error.what() << '\n';
         return error.GetCode() == XException::kIOError ? XExitCode::kFailure : XExitCode::kBadInput;
     }
     catch (const std::exception& error)
     {
-        std::signal(SIGINT, previousHandler);
         outErrors << "voltrace render: " << error.what() << '\n';
         return XExitCode::kFailure;
     }
@@ -118,5 +116,8 @@ void XAddRenderCommand(CLI::App& inApp, int& outExitCode)
     command->add_option("--width", request->width, "Film width in pixels (at least 32)");
     command->add_option("--height", request->height, "Film height in pixels (at least 32)");
     command->add_option("--spp", request->samplesPerPixelSide, "Samples per pixel side");
+    command->add_option("--module", request->module,
+                        "The renderer module library (default: $VOLTRACE_MODULE, else "
+                        "libvoltrace_raytracer.so beside the program)");
     command->callback([request, &outExitCode] { outExitCode = RunRender(*request, std::cerr); });
 }

@@ -16,16 +16,19 @@ struct XRenderRequest
 {
     std::filesystem::path scene;
     std::filesystem::path png;
-    std::filesystem::path exr; // empty: no EXR
-    std::uint32_t threads = 0; // 0: one per core
+    std::filesystem::path exr;    // empty: no EXR
+    std::filesystem::path module; // empty: found beside the program (see XModuleLibrary)
+    std::uint32_t threads = 0;    // 0: one per core
     std::optional<std::uint32_t> width, height, samplesPerPixelSide;
 };
 
-// Renders the request's scene file and writes the pictures. Returns an XExitCode: bad input
-// (an unreadable scene file or stack, a bad override) writes nothing and gives kBadInput; a
-// picture that cannot be written gives kFailure. Messages go to outErrors.
+// Loads the renderer module, renders the request's scene file through it and writes the
+// pictures. Returns an XExitCode: bad input (an unreadable scene file or stack, a bad override)
+// writes nothing and gives kBadInput; a module that cannot be loaded, a picture that cannot be
+// written or tiles that failed to render give kFailure (the picture is still written in the
+// last case, and the tiles are named). Messages go to outErrors.
 int RunRender(const XRenderRequest& inRequest, std::ostream& outErrors);
 
 // Adds `render SCENE.json -o OUT.png [--exr OUT.exr] [--threads N] [--width W] [--height H]
-// [--spp N]` to inApp; its exit code goes to outExitCode.
+// [--spp N] [--module LIB]` to inApp; its exit code goes to outExitCode.
 void XAddRenderCommand(CLI::App& inApp, int& outExitCode);

@@ -3,7 +3,6 @@
 #include "apps/XInfoCommand.h"
 #include "apps/XProgressPrinter.h"
 #include "apps/XRenderCommand.h"
-#include "x-platform/module/XStorableClassTable.h"
 
 #include <CLI/CLI.hpp>
 
@@ -21,7 +20,6 @@ int main(int argc, char** argv)
     XAddInfoCommand(app, exitCode);
     XAddDemoCommand(app, exitCode);
 
-    XRegisterStorableClasses();
     const XProgressPrinter printer(std::cerr, XProgressPrinter::GetStyleForStandardError());
     try
     {

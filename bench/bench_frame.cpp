@@ -1,7 +1,10 @@
 #include "apps/demo/XDemoScene.h"
 #include "host/core/XException.h"
+#include "host/core/XLocalNetJobQueueBackend.h"
+#include "x-platform/distributed/XDistributedRenderer.h"
 #include "x-platform/image/XFilm.h"
 #include "x-platform/module/XRayTracerRenderer.h"
+#include "x-platform/module/XStorableClassTable.h"
 #include "x-platform/module/XVolumeRayTracerTool.h"
 
 #include <benchmark/benchmark.h>
@@ -143,6 +146,7 @@ XRayTracerRenderer& GetRenderer(XSceneKind inKind, const std::string& inName)
     const std::string wanted = std::to_string(static_cast<int>(inKind)) + '/' + inName;
     if (!renderer || key != wanted)
     {
+        XRegisterStorableClasses(); // tiled frames may send the scene through streams
         renderer.reset();
         auto created = std::make_unique<XRayTracerRenderer>(ResolveScene(inKind, inName));
         created->SetResolution(kFrameSide, kFrameSide);
@@ -187,6 +191,43 @@ void BM_Frame(benchmark::State& state, XSceneKind inKind, const std::string& inN
     }
 }
 
+// The same frame as BM_Frame, cut into tiles and passes and rendered as jobs of the job queue on
+// a pool of state.range(0) workers (state.range(1) = 1: every job, result and the scene go
+// through the stream format), merged as the results arrive. Compare with BM_Frame: the ratio is
+// the cost of tiling, queueing and merging.
+void BM_TiledFrame(benchmark::State& state, XSceneKind inKind, const std::string& inName)
+{
+    XRayTracerRenderer* renderer = nullptr;
+    try
+    {
+        renderer = &GetRenderer(inKind, inName);
+    }
+    catch (const std::exception& error)
+    {
+        state.SkipWithError(error.what());
+        return;
+    }
+    XDistributedRenderer tiled(std::make_unique<XLocalNetJobQueueBackend>(
+        static_cast<std::uint32_t>(state.range(0)), state.range(1) != 0));
+    tiled.SetRenderOptions(renderer->GetRenderOptions());
+    for (auto _ : state)
+    {
+        state.PauseTiming();
+        std::unique_ptr<XFilm> film = renderer->CreateFilm();
+        state.ResumeTiming();
+        const std::uint32_t frame = tiled.RenderFrame(renderer->GetScene(), std::move(film));
+        tiled.WaitForFrame(frame);
+        if (!tiled.GetFailures(frame).empty())
+        {
+            state.SkipWithError(tiled.GetFailures(frame).front().c_str());
+            break;
+        }
+        state.PauseTiming();
+        tiled.ReleaseFrame(frame);
+        state.ResumeTiming();
+    }
+}
+
 // Frames take from a fraction of a second to minutes, so a few timed frames per repetition and
 // the median of three repetitions.
 void FrameRuns(benchmark::internal::Benchmark* inBenchmark)
@@ -206,6 +247,19 @@ void FastFrames(benchmark::internal::Benchmark* inBenchmark)
     inBenchmark->Iterations(3);
 }
 
+void TiledFrames(benchmark::internal::Benchmark* inBenchmark)
+{
+    inBenchmark->ArgNames({"threads", "streams"})
+        ->Args({2, 0})
+        ->Args({1, 0})
+        ->Args({2, 1})
+        ->UseRealTime()
+        ->Unit(benchmark::kMillisecond)
+        ->Repetitions(3)
+        ->ReportAggregatesOnly(true)
+        ->Iterations(3);
+}
+
 // Lit frames cast a shadow ray from every sample and take far longer: one frame per repetition.
 void SlowFrames(benchmark::internal::Benchmark* inBenchmark)
 {
@@ -215,6 +269,7 @@ void SlowFrames(benchmark::internal::Benchmark* inBenchmark)
 } // namespace
 
 BENCHMARK_CAPTURE(BM_Frame, demo, XSceneKind::kDemo, std::string())->Apply(FastFrames);
+BENCHMARK_CAPTURE(BM_TiledFrame, demo, XSceneKind::kDemo, std::string())->Apply(TiledFrames);
 
 BENCHMARK_CAPTURE(BM_Frame, mouse_brain_crop_cells, XSceneKind::kExample,
                   std::string("mouse_brain_crop_cells.json"))
@@ -235,6 +290,9 @@ BENCHMARK_CAPTURE(BM_Frame, nucleus_confocal_widefield, XSceneKind::kExample,
 BENCHMARK_CAPTURE(BM_Frame, blobs_tubes_1ch, XSceneKind::kWorkload,
                   std::string("blobs_tubes_1ch.json"))
     ->Apply(FastFrames);
+BENCHMARK_CAPTURE(BM_TiledFrame, blobs_tubes_1ch, XSceneKind::kWorkload,
+                  std::string("blobs_tubes_1ch.json"))
+    ->Apply(TiledFrames);
 BENCHMARK_CAPTURE(BM_Frame, blobs_tubes_2ch, XSceneKind::kWorkload,
                   std::string("blobs_tubes_2ch.json"))
     ->Apply(FastFrames);

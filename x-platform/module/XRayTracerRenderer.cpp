@@ -2,17 +2,24 @@
 
 #include "host/core/XException.h"
 #include "host/core/XMutexLock.h"
+#include "host/core/XNetJobQueueBackend.h"
+#include "host/core/XThreadCancelled.h"
+#include "host/imaging/XARGB32Volume.h"
 #include "x-platform/geometry/XCone.h"
 #include "x-platform/geometry/XCylinder.h"
 #include "x-platform/geometry/XDisk.h"
 #include "x-platform/geometry/XSphere.h"
 #include "x-platform/image/XBoxFilter.h"
+#include "x-platform/image/XExrWriter.h"
 #include "x-platform/image/XFilm.h"
 #include "x-platform/image/XGaussianFilter.h"
+#include "x-platform/image/XHighDynamicRangeImage.h"
+#include "x-platform/image/XPngWriter.h"
 #include "x-platform/image/XTriangleFilter.h"
 #include "x-platform/module/XSceneJson.h"
 #include "x-platform/module/XSceneVolume.h"
 #include "x-platform/module/XSpotTable.h"
+#include "x-platform/module/XVolumeRayTracerTool.h"
 #include "x-platform/shading/XCheckeredTexture.h"
 #include "x-platform/shading/XGlassMaterial.h"
 #include "x-platform/shading/XMatteMaterial.h"
@@ -619,4 +626,68 @@ std::unique_ptr<XFilm> XRayTracerRenderer::CreateFilm() const
 {
     return std::make_unique<XFilm>(static_cast<float>(itsWidth), static_cast<float>(itsHeight),
                                    XClone(*itsFilter));
+}
+
+void XRayTracerRenderer::RenderFrame(std::unique_ptr<XNetJobQueueBackend> inBackend)
+{
+    itsTool.reset();
+    auto tool = std::make_unique<XVolumeRayTracerTool>(std::move(inBackend));
+    tool->SetScene(itsScene);
+    tool->SetRenderOptions(itsOptions);
+    tool->SetFrameSize(itsWidth, itsHeight);
+    tool->SetSampleFilter(XClone(*itsFilter));
+    tool->StartFrame();
+    if (!tool->WaitForFrame())
+    {
+        tool->CancelFrame();
+        throw XThreadCancelled();
+    }
+    if (const std::string failure = tool->GetStartFailure(); !failure.empty())
+    {
+        throw XException(XException::kInvalidArgument, failure);
+    }
+    itsTool = std::move(tool);
+}
+
+std::unique_ptr<XARGB32Volume> XRayTracerRenderer::GetFrameBufferCopy() const
+{
+    if (!itsTool)
+    {
+        return nullptr;
+    }
+    const XMutexLock lock(itsTool->GetFrameBufferLock());
+    const XARGB32Volume* frame = itsTool->GetFrameBuffer();
+    if (frame == nullptr)
+    {
+        return nullptr;
+    }
+    auto copy = std::make_unique<XARGB32Volume>(frame->GetBounds());
+    copy->CopyRegion(*frame, frame->GetBounds(), frame->GetBounds());
+    return copy;
+}
+
+std::vector<std::string> XRayTracerRenderer::GetFrameFailures() const
+{
+    return itsTool ? itsTool->GetFrameFailures() : std::vector<std::string>{};
+}
+
+void XRayTracerRenderer::WriteFrame(const std::filesystem::path& inPngPath,
+                                    const std::filesystem::path& inExrPath) const
+{
+    if (!itsTool)
+    {
+        throw XException(XException::kInvalidArgument, "no frame has been rendered yet");
+    }
+    const XMutexLock lock(itsTool->GetFrameBufferLock());
+    const XARGB32Volume* frame = itsTool->GetFrameBuffer();
+    const XHighDynamicRangeImage* image = itsTool->GetFrameImage();
+    if (frame == nullptr || image == nullptr)
+    {
+        throw XException(XException::kInvalidArgument, "the last frame did not finish");
+    }
+    XPngWriter::Write(*frame, inPngPath.string());
+    if (!inExrPath.empty())
+    {
+        XExrWriter::Write(*image, inExrPath.string());
+    }
 }
