@@ -135,7 +135,12 @@ void XDistributedRenderer::WaitForFrame(std::uint32_t inFrameID)
         {
             return;
         }
-        jobs = iter->second.itsJobs;
+        // Every job of the frame, not only those still listed: the last one leaves the list
+        // before its completion has been fully handled, which the queue's wait covers.
+        for (const auto& [jobID, tile] : iter->second.itsJobTiles)
+        {
+            jobs.push_back(jobID);
+        }
         done = iter->second.itsDoneEvent;
     }
     try

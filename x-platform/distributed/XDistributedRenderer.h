@@ -115,7 +115,7 @@ private:
         XTimer itsTimer;
         std::shared_ptr<WEvent> itsDoneEvent; // shared with a delivery in progress
         std::vector<std::uint32_t> itsJobs;
-        // Tile and pass of every job, to name failed ones.
+        // Tile and pass of every job of the frame: to wait for them all and to name failed ones.
         std::map<std::uint32_t, std::pair<XRect, std::uint32_t>> itsJobTiles;
         std::vector<std::string> itsFailures;
     };
