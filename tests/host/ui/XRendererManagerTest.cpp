@@ -1,8 +1,6 @@
 #include "host/ui/XRendererManager.h"
-#include "host/core/XException.h"
 #include "host/core/XInternalError.h"
 #include "host/core/XListener.h"
-#include "host/ui/WModule.h"
 #include "host/ui/XBaseRenderer.h"
 #include "host/ui/XRendererStrategy.h"
 
@@ -19,169 +17,129 @@ namespace
 class XCountedStrategy : public XRendererStrategy
 {
 public:
-    XCountedStrategy(std::string inName, std::int32_t inKind, int* outDestroyed = nullptr)
-        : itsName(std::move(inName)), itsKind(inKind), itsDestroyed(outDestroyed)
+    XCountedStrategy(std::string inName, std::int32_t inKind, int& ioDestroyed)
+        : itsName(std::move(inName)), itsKind(inKind), itsDestroyed(ioDestroyed)
     {
     }
-    ~XCountedStrategy() override
-    {
-        if (itsDestroyed != nullptr)
-        {
-            ++*itsDestroyed;
-        }
-    }
+    ~XCountedStrategy() override { ++itsDestroyed; }
 
     std::int32_t GetRendererKind() const override { return itsKind; }
     std::string GetName() const override { return itsName; }
-    std::unique_ptr<XBaseRenderer>
-    CreateRenderer(const std::filesystem::path& inSceneFile) const override
+    std::unique_ptr<XBaseRenderer> CreateRenderer(const std::filesystem::path&) const override
     {
-        throw XException(XException::kInvalidArgument,
-                         "The test strategy renders nothing: " + inSceneFile.string());
+        return nullptr;
     }
     bool CanRender(const XRendererRequest&) const override { return false; }
 
 private:
     const std::string itsName;
     const std::int32_t itsKind;
-    int* const itsDestroyed;
+    int& itsDestroyed;
 };
 
-// A module that answers the registration message with one strategy, as a module library does.
-class WListeningModule : public WModule, public XListener
+// Answers the registration message with one strategy, as a module does.
+class XAnsweringListener : public XListener
 {
 public:
-    WListeningModule(XRendererManager& inManager, std::string inRendererName)
-        : WModule(25000, 25099), itsManager(inManager), itsRendererName(std::move(inRendererName))
+    XAnsweringListener(XRendererManager& inManager, std::string inRendererName, int& ioDestroyed)
+        : itsManager(inManager), itsRendererName(std::move(inRendererName)),
+          itsDestroyed(ioDestroyed)
     {
         Subscribe(inManager);
     }
-    ~WListeningModule() override { UnsubscribeAll(); }
+    ~XAnsweringListener() override { UnsubscribeAll(); }
 
     void HandleMessage(const XMessage& inMessage) override
     {
-        if (typeid(inMessage) != typeid(XRendererManager::XRegisterRendererMessage))
+        if (typeid(inMessage) == typeid(XRendererManager::XRegisterRendererMessage))
         {
-            return;
+            itsLastSpeaker = inMessage.GetSpeaker();
+            itsManager.RegisterRendererStrategy(
+                std::make_unique<XCountedStrategy>(itsRendererName, 9, itsDestroyed));
         }
-        ++itsRequests;
-        itsLastSpeaker = inMessage.GetSpeaker();
-        itsManager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>(itsRendererName, 9));
     }
 
-    int itsRequests = 0;
     const XSpeaker* itsLastSpeaker = nullptr;
 
 private:
     XRendererManager& itsManager;
     const std::string itsRendererName;
+    int& itsDestroyed;
 };
 } // namespace
 
-TEST(XRendererManagerTest, OneInstancePerProcess)
-{
-    EXPECT_EQ(&XRendererManager::sRendererManager(), &XRendererManager::sRendererManager());
-}
-
-TEST(XRendererManagerTest, RegistersFindsAndListsInOrder)
-{
-    XRendererManager manager;
-    EXPECT_EQ(manager.GetStrategyCount(), 0u);
-    EXPECT_EQ(manager.FindRenderer("Alpha"), nullptr);
-
-    manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("Beta", 1));
-    manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("Alpha", 2));
-    manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("Beta", 3));
-
-    EXPECT_EQ(manager.GetStrategyCount(), 3u);
-    EXPECT_EQ(manager.GetRendererNames(), (std::vector<std::string>{"Beta", "Alpha", "Beta"}));
-    const XRendererStrategy* const beta = manager.FindRenderer("Beta");
-    ASSERT_NE(beta, nullptr);
-    EXPECT_EQ(beta->GetRendererKind(), 1); // the first of that name
-    ASSERT_NE(manager.FindRenderer("Alpha"), nullptr);
-    EXPECT_EQ(manager.FindRenderer("Alpha")->GetRendererKind(), 2);
-    EXPECT_EQ(manager.FindRenderer("beta"), nullptr);
-    EXPECT_EQ(manager.FindRenderer(""), nullptr);
-
-    // The host's defaults of a strategy.
-    EXPECT_EQ(beta->GetDescription(), "");
-    EXPECT_FALSE(beta->IsInteractive());
-}
-
-TEST(XRendererManagerTest, OwnsItsStrategies)
+TEST(XRendererManagerTest, OwnsRegistersFindsAndListsInOrder)
 {
     int destroyed = 0;
     {
         XRendererManager manager;
-        manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("A", 1, &destroyed));
-        manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("B", 1, &destroyed));
+        const auto add = [&](const char* inName, std::int32_t inKind)
+        {
+            manager.RegisterRendererStrategy(
+                std::make_unique<XCountedStrategy>(inName, inKind, destroyed));
+        };
+        EXPECT_EQ(manager.FindRenderer("Alpha"), nullptr);
+        add("Beta", 1);
+        add("Alpha", 2);
+        add("Beta", 3);
+        EXPECT_EQ(manager.GetStrategyCount(), 3u);
+        EXPECT_EQ(manager.GetRendererNames(), (std::vector<std::string>{"Beta", "Alpha", "Beta"}));
+        const XRendererStrategy* const beta = manager.FindRenderer("Beta");
+        const XRendererStrategy* const alpha = manager.FindRenderer("Alpha");
+        ASSERT_TRUE(beta != nullptr && alpha != nullptr);
+        EXPECT_EQ(beta->GetRendererKind(), 1); // the first of that name
+        EXPECT_EQ(alpha->GetRendererKind(), 2);
+        EXPECT_EQ(manager.FindRenderer("beta"), nullptr);
+        EXPECT_EQ(manager.FindRenderer(""), nullptr);
+        // The host's defaults of a strategy.
+        EXPECT_EQ(beta->GetDescription(), "");
+        EXPECT_FALSE(beta->IsInteractive());
+
+        const XInternalErrorCapture capture;
+        manager.RegisterRendererStrategy(nullptr);
+        EXPECT_EQ(capture.GetConditions(), std::vector<std::string>{"inStrategy != nullptr"});
+        EXPECT_EQ(capture.GetReports().front().source, "host/ui/XRendererManager");
+        EXPECT_EQ(manager.GetStrategyCount(), 3u);
+
         manager.ClearRenderers();
-        EXPECT_EQ(destroyed, 2);
+        EXPECT_EQ(destroyed, 3);
         EXPECT_EQ(manager.GetStrategyCount(), 0u);
-        EXPECT_EQ(manager.FindRenderer("A"), nullptr);
+        EXPECT_EQ(manager.FindRenderer("Alpha"), nullptr);
         EXPECT_TRUE(manager.GetRendererNames().empty());
-
-        manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("C", 1, &destroyed));
-        EXPECT_EQ(destroyed, 2);
+        add("Gamma", 4);
+        EXPECT_EQ(destroyed, 3);
     }
-    EXPECT_EQ(destroyed, 3);
-}
-
-TEST(XRendererManagerTest, NullStrategyIsReportedAndIgnored)
-{
-    XRendererManager manager;
-    manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("A", 1));
-    const XInternalErrorCapture capture;
-    manager.RegisterRendererStrategy(nullptr);
-    EXPECT_EQ(capture.GetConditions(), std::vector<std::string>{"inStrategy != nullptr"});
-    EXPECT_EQ(capture.GetReports().front().source, "host/ui/XRendererManager");
-    EXPECT_EQ(manager.GetStrategyCount(), 1u);
-    EXPECT_EQ(manager.GetRendererNames(), std::vector<std::string>{"A"});
+    EXPECT_EQ(destroyed, 4);
 }
 
 TEST(XRendererManagerTest, CollectReplacesStrategiesWithTheListenersAnswers)
 {
+    int destroyed = 0; // outlives the manager
     XRendererManager manager;
-    int destroyed = 0;
-    manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("Stale", 1, &destroyed));
-
-    WListeningModule module(manager, "Listener");
+    manager.RegisterRendererStrategy(std::make_unique<XCountedStrategy>("Stale", 1, destroyed));
+    XAnsweringListener listener(manager, "Listener", destroyed);
     manager.CollectRenderers();
     EXPECT_EQ(destroyed, 1);
-    EXPECT_EQ(module.itsRequests, 1);
-    EXPECT_EQ(module.itsLastSpeaker, &manager);
+    EXPECT_EQ(listener.itsLastSpeaker, &manager);
     EXPECT_EQ(manager.GetRendererNames(), std::vector<std::string>{"Listener"});
-
-    // Collecting again forgets the first answer: still exactly one strategy.
+    // Collecting again forgets the first answer.
     manager.CollectRenderers();
-    EXPECT_EQ(module.itsRequests, 2);
-    EXPECT_EQ(manager.GetStrategyCount(), 1u);
-    ASSERT_NE(manager.FindRenderer("Listener"), nullptr);
-    EXPECT_EQ(manager.FindRenderer("Listener")->GetRendererKind(), 9);
+    EXPECT_EQ(destroyed, 2);
+    EXPECT_EQ(manager.GetRendererNames(), std::vector<std::string>{"Listener"});
 
     // A second listener answers after the first, in subscription order.
     {
-        WListeningModule second(manager, "Second");
+        XAnsweringListener second(manager, "Second", destroyed);
         manager.CollectRenderers();
         EXPECT_EQ(manager.GetRendererNames(), (std::vector<std::string>{"Listener", "Second"}));
     }
-    // Strategies outlive the module that registered them until the next collection.
+    // Strategies outlive the listener that registered them until the next collection.
     EXPECT_EQ(manager.GetStrategyCount(), 2u);
     manager.CollectRenderers();
     EXPECT_EQ(manager.GetRendererNames(), std::vector<std::string>{"Listener"});
 
-    // Other messages of the manager register nothing.
-    manager.SpeakMessage(XMessage(&manager));
-    EXPECT_EQ(manager.GetStrategyCount(), 1u);
-    EXPECT_EQ(module.itsRequests, 4);
-}
-
-TEST(XRendererManagerTest, RegistrationMessageClonesItsKindAndSpeaker)
-{
-    XRendererManager manager;
-    const XRendererManager::XRegisterRendererMessage message(&manager);
-    const std::unique_ptr<XMessage> copy = message.Clone();
-    ASSERT_NE(copy, nullptr);
+    const std::unique_ptr<XMessage> copy =
+        XRendererManager::XRegisterRendererMessage(&manager).Clone();
     EXPECT_EQ(typeid(*copy), typeid(XRendererManager::XRegisterRendererMessage));
     EXPECT_EQ(copy->GetSpeaker(), &manager);
 }
