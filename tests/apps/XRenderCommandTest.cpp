@@ -215,3 +215,28 @@ TEST(XRenderCommandTest, APictureThatCannotBeWrittenEndsWithOne)
     EXPECT_FALSE(std::filesystem::exists(picture));
     EXPECT_FALSE(std::filesystem::exists(folder / "out.exr"));
 }
+
+TEST(XRenderCommandTest, CtrlCStopsTheFrameAndWritesNothing)
+{
+    XScratchFolder folder;
+    WriteOneChannelStack(folder / "one.tif");
+    XWriteWholeFile(folder / "scene.json", kGoodScene);
+    // A frame of minutes, interrupted after two seconds. If the jobs did not stop, the guard
+    // kills the command after another minute and the exit code is not 130.
+    const std::string command =
+        std::string("timeout --preserve-status -k 60 -s INT 2 '") + VOLTRACE_COMMAND + "' render " +
+        Quoted(folder / "scene.json") + " -o " + Quoted(folder / "out.png") +
+        " --width 2048 --height 2048 --spp 16 >/dev/null 2>" + Quoted(folder / "errors.txt");
+    const int status = std::system(command.c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 130) << XReadWholeFile(folder / "errors.txt");
+    EXPECT_NE(XReadWholeFile(folder / "errors.txt").find("interrupted"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(folder / "out.png"));
+
+    // A module library that is not there ends with 1 and names it.
+    const XRun run = RunCommand(folder, "render " + Quoted(folder / "scene.json") + " -o " +
+                                            Quoted(folder / "out.png") + " --module " +
+                                            Quoted(folder / "no-such-module.so"));
+    EXPECT_EQ(run.code, 1) << run.errors;
+    EXPECT_NE(run.errors.find("no-such-module.so"), std::string::npos) << run.errors;
+}
