@@ -158,17 +158,27 @@ XRayTracerRenderer& GetRenderer(XSceneKind inKind, const std::string& inName)
     return *renderer;
 }
 
-// One frame per iteration on state.range(0) threads.
-void BM_Frame(benchmark::State& state, XSceneKind inKind, const std::string& inName)
+// The renderer of the scene, or null after marking the benchmark skipped with the reason.
+XRayTracerRenderer* FindRenderer(benchmark::State& state, XSceneKind inKind,
+                                 const std::string& inName)
 {
-    XRayTracerRenderer* renderer = nullptr;
     try
     {
-        renderer = &GetRenderer(inKind, inName);
+        return &GetRenderer(inKind, inName);
     }
     catch (const std::exception& error)
     {
         state.SkipWithError(error.what());
+        return nullptr;
+    }
+}
+
+// One frame per iteration on state.range(0) threads.
+void BM_Frame(benchmark::State& state, XSceneKind inKind, const std::string& inName)
+{
+    XRayTracerRenderer* renderer = FindRenderer(state, inKind, inName);
+    if (renderer == nullptr)
+    {
         return;
     }
     const auto threads = static_cast<std::uint32_t>(state.range(0));
@@ -197,14 +207,9 @@ void BM_Frame(benchmark::State& state, XSceneKind inKind, const std::string& inN
 // the cost of tiling, queueing and merging.
 void BM_TiledFrame(benchmark::State& state, XSceneKind inKind, const std::string& inName)
 {
-    XRayTracerRenderer* renderer = nullptr;
-    try
+    XRayTracerRenderer* renderer = FindRenderer(state, inKind, inName);
+    if (renderer == nullptr)
     {
-        renderer = &GetRenderer(inKind, inName);
-    }
-    catch (const std::exception& error)
-    {
-        state.SkipWithError(error.what());
         return;
     }
     XDistributedRenderer tiled(std::make_unique<XLocalNetJobQueueBackend>(
