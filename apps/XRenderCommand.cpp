@@ -6,12 +6,15 @@
 #include "host/core/XException.h"
 #include "host/core/XLocalNetJobQueueBackend.h"
 #include "host/core/XThreadCancelled.h"
+#include "host/net/XRedisNetJobQueueBackend.h"
 #include "host/ui/XBaseRenderer.h"
 
 #include <CLI/CLI.hpp>
 
 #include <atomic>
 #include <csignal>
+#include <iostream>
+#include <mutex>
 #include <memory>
 
 namespace
@@ -36,6 +39,41 @@ public:
 private:
     void (*itsPrevious)(int);
 };
+
+// The local pool, or the farm (with the local threads working on the farm's jobs too).
+std::unique_ptr<XNetJobQueueBackend> MakeBackend(const XRenderRequest& inRequest,
+                                                 std::ostream& outErrors)
+{
+    if (inRequest.redis.url.empty())
+    {
+        return std::make_unique<XLocalNetJobQueueBackend>(inRequest.threads.value_or(0));
+    }
+    XRedisNetJobQueueBackend::XOptions options;
+    options.localThreads = inRequest.threads.value_or(
+        std::max(1U, std::thread::hardware_concurrency()));
+    options.log = [&outErrors](const std::string& inLine)
+    {
+        static std::mutex outputMutex;
+        const std::lock_guard lock(outputMutex);
+        outErrors << "voltrace render: " << inLine << std::endl;
+    };
+    return std::make_unique<XRedisNetJobQueueBackend>(inRequest.redis.MakeAddress(), options);
+}
+
+// A long list of missing tiles usually has one cause: show the first few.
+void ReportFailures(const std::vector<std::string>& inFailures, std::ostream& outErrors)
+{
+    constexpr std::size_t kShown = 8;
+    for (std::size_t index = 0; index < inFailures.size() && index < kShown; ++index)
+    {
+        outErrors << "voltrace render: missing " << inFailures[index] << '\n';
+    }
+    if (inFailures.size() > kShown)
+    {
+        outErrors << "voltrace render: ... and " << inFailures.size() - kShown
+                  << " more missing tiles\n";
+    }
+}
 } // namespace
 
 int RunRender(const XRenderRequest& inRequest, std::ostream& outErrors)
@@ -71,19 +109,28 @@ int RunRender(const XRenderRequest& inRequest, std::ostream& outErrors)
         return XExitCode::kBadInput;
     }
 
+    std::unique_ptr<XNetJobQueueBackend> backend;
+    try
+    {
+        backend = MakeBackend(inRequest, outErrors);
+    }
+    catch (const XException& error)
+    {
+        outErrors << "voltrace render: " << error.what() << '\n';
+        return error.GetCode() == XException::kInvalidArgument ? XExitCode::kBadInput
+                                                                : XExitCode::kFailure;
+    }
+
     try
     {
         {
             const XInterruptHandler handler;
             const XCancellationScope scope(gInterrupted);
-            renderer->RenderFrame(std::make_unique<XLocalNetJobQueueBackend>(inRequest.threads));
+            renderer->RenderFrame(std::move(backend));
         }
         renderer->WriteFrame(inRequest.png, inRequest.exr);
         const auto failures = renderer->GetFrameFailures();
-        for (const std::string& failure : failures)
-        {
-            outErrors << "voltrace render: missing " << failure << '\n';
-        }
+        ReportFailures(failures, outErrors);
         return failures.empty() ? XExitCode::kDone : XExitCode::kFailure;
     }
     catch (const XThreadCancelled&)
@@ -111,13 +158,15 @@ void XAddRenderCommand(CLI::App& inApp, int& outExitCode)
     command->add_option("-o,--output", request->png, "The picture to write (8-bit RGB PNG)")
         ->required();
     command->add_option("--exr", request->exr, "Also write the floating-point image (OpenEXR)");
-    command->add_option("--threads", request->threads, "Render threads (0: one per core)")
-        ->capture_default_str();
+    command->add_option("--threads", request->threads,
+                        "Render threads on this machine (default one per core; with --redis, 0 "
+                        "leaves every job to the farm)");
     command->add_option("--width", request->width, "Film width in pixels (at least 32)");
     command->add_option("--height", request->height, "Film height in pixels (at least 32)");
     command->add_option("--spp", request->samplesPerPixelSide, "Samples per pixel side");
     command->add_option("--module", request->module,
                         "The renderer module library (default: $VOLTRACE_MODULE, else "
                         "libvoltrace_raytracer.so beside the program)");
+    request->redis.AddTo(*command, false);
     command->callback([request, &outExitCode] { outExitCode = RunRender(*request, std::cerr); });
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "apps/XRedisOptions.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -18,7 +20,10 @@ struct XRenderRequest
     std::filesystem::path png;
     std::filesystem::path exr;    // empty: no EXR
     std::filesystem::path module; // empty: found beside the program (see XModuleLibrary)
-    std::uint32_t threads = 0;    // 0: one per core
+    // Threads rendering on this machine. Unset: one per core. 0: one per core without a farm,
+    // none with one (the farm renders everything).
+    std::optional<std::uint32_t> threads;
+    XRedisOptions redis; // a url: render on the farm as well
     std::optional<std::uint32_t> width, height, samplesPerPixelSide;
 };
 
@@ -30,5 +35,5 @@ struct XRenderRequest
 int RunRender(const XRenderRequest& inRequest, std::ostream& outErrors);
 
 // Adds `render SCENE.json -o OUT.png [--exr OUT.exr] [--threads N] [--width W] [--height H]
-// [--spp N] [--module LIB]` to inApp; its exit code goes to outExitCode.
+// [--spp N] [--module LIB] [--redis URL]` to inApp; its exit code goes to outExitCode.
 void XAddRenderCommand(CLI::App& inApp, int& outExitCode);

@@ -3,6 +3,7 @@
 #include "apps/XInfoCommand.h"
 #include "apps/XProgressPrinter.h"
 #include "apps/XRenderCommand.h"
+#include "apps/XWorkerCommand.h"
 
 #include <CLI/CLI.hpp>
 
@@ -19,6 +20,7 @@ int main(int argc, char** argv)
     XAddRenderCommand(app, exitCode);
     XAddInfoCommand(app, exitCode);
     XAddDemoCommand(app, exitCode);
+    XAddWorkerCommand(app, exitCode);
 
     const XProgressPrinter printer(std::cerr, XProgressPrinter::GetStyleForStandardError());
     try

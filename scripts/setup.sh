@@ -8,7 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libtiff-dev libpng-dev libopenexr-dev zlib1g-dev
   nlohmann-json3-dev libcli11-dev libpugixml-dev
-  libhiredis-dev libzstd-dev redis-server
+  libhiredis-dev libzstd-dev libxxhash-dev redis-server
 )
 
 missing=()
