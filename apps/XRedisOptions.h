@@ -13,8 +13,8 @@ class XRedisAddress;
 // The options that name a farm's Redis server, shared by `render` and `worker`.
 struct XRedisOptions
 {
-    std::string url;                        // empty: no farm
-    std::filesystem::path passwordFile;     // empty: from the environment
+    std::string url;                    // empty: no farm
+    std::filesystem::path passwordFile; // empty: from the environment
 
     // Adds --redis and --redis-password-file to inCommand.
     void AddTo(CLI::App& inCommand, bool inRequired);

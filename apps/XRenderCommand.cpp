@@ -14,8 +14,8 @@
 #include <atomic>
 #include <csignal>
 #include <iostream>
-#include <mutex>
 #include <memory>
+#include <mutex>
 
 namespace
 {
@@ -49,8 +49,8 @@ std::unique_ptr<XNetJobQueueBackend> MakeBackend(const XRenderRequest& inRequest
         return std::make_unique<XLocalNetJobQueueBackend>(inRequest.threads.value_or(0));
     }
     XRedisNetJobQueueBackend::XOptions options;
-    options.localThreads = inRequest.threads.value_or(
-        std::max(1U, std::thread::hardware_concurrency()));
+    options.localThreads =
+        inRequest.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
     options.log = [&outErrors](const std::string& inLine)
     {
         static std::mutex outputMutex;
@@ -118,7 +118,7 @@ int RunRender(const XRenderRequest& inRequest, std::ostream& outErrors)
     {
         outErrors << "voltrace render: " << error.what() << '\n';
         return error.GetCode() == XException::kInvalidArgument ? XExitCode::kBadInput
-                                                                : XExitCode::kFailure;
+                                                               : XExitCode::kFailure;
     }
 
     try

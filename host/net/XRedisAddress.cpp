@@ -53,7 +53,8 @@ XRedisAddress XRedisAddress::Parse(const std::string& inURL)
             host = rest.substr(0, colon);
             const std::string port = rest.substr(colon + 1);
             unsigned value = 0;
-            const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), value);
+            const auto [end, error] =
+                std::from_chars(port.data(), port.data() + port.size(), value);
             if (error != std::errc() || end != port.data() + port.size() || value == 0 ||
                 value > 65535)
             {

@@ -2,6 +2,8 @@
 
 #include "host/net/XRedisError.h"
 
+#include <csignal>
+#include <mutex>
 #include <sys/time.h>
 
 namespace
@@ -13,6 +15,25 @@ timeval ToTimeval(std::chrono::milliseconds inTimeout)
     value.tv_usec = static_cast<suseconds_t>((inTimeout.count() % 1000) * 1000);
     return value;
 }
+// Writing to a connection the server has closed raises SIGPIPE, which would end the process
+// before the write could report the lost server. A program that talks to servers ignores it (if
+// it has not chosen a handler of its own).
+void IgnoreBrokenPipes()
+{
+    static std::once_flag once;
+    std::call_once(once,
+                   []
+                   {
+                       struct sigaction current
+                       {
+                       };
+                       if (sigaction(SIGPIPE, nullptr, &current) == 0 &&
+                           current.sa_handler == SIG_DFL)
+                       {
+                           std::signal(SIGPIPE, SIG_IGN);
+                       }
+                   });
+}
 } // namespace
 
 XRedisConnection::XRedisConnection(const XRedisAddress& inAddress,
@@ -20,16 +41,16 @@ XRedisConnection::XRedisConnection(const XRedisAddress& inAddress,
                                    const std::string& inClientName)
     : itsAddress(inAddress)
 {
+    IgnoreBrokenPipes();
     const timeval timeout = ToTimeval(inTimeout);
-    itsContext = itsAddress.IsUnixSocket()
-                     ? redisConnectUnixWithTimeout(itsAddress.GetSocketPath().c_str(), timeout)
-                     : redisConnectWithTimeout(itsAddress.GetHost().c_str(),
-                                               itsAddress.GetPort(), timeout);
+    itsContext =
+        itsAddress.IsUnixSocket()
+            ? redisConnectUnixWithTimeout(itsAddress.GetSocketPath().c_str(), timeout)
+            : redisConnectWithTimeout(itsAddress.GetHost().c_str(), itsAddress.GetPort(), timeout);
     if (itsContext == nullptr)
     {
-        throw XRedisError("cannot reach the Redis server at " + itsAddress.Describe() +
-                              ": out of memory",
-                          true);
+        throw XRedisError(
+            "cannot reach the Redis server at " + itsAddress.Describe() + ": out of memory", true);
     }
     if (itsContext->err != 0)
     {
@@ -59,13 +80,12 @@ XRedisConnection::XRedisConnection(const XRedisAddress& inAddress,
             const std::string reason(Text(reply.get()));
             redisFree(itsContext);
             itsContext = nullptr;
-            throw XRedisError("the Redis server at " + itsAddress.Describe() +
-                                  " refused the login" +
-                                  (itsAddress.GetUser().empty()
-                                       ? std::string()
-                                       : " of user \"" + itsAddress.GetUser() + "\"") +
-                                  ": " + reason,
-                              false);
+            throw XRedisError(
+                "the Redis server at " + itsAddress.Describe() + " refused the login" +
+                    (itsAddress.GetUser().empty() ? std::string()
+                                                  : " of user \"" + itsAddress.GetUser() + "\"") +
+                    ": " + reason,
+                false);
         }
     }
     if (!inClientName.empty())
@@ -130,9 +150,9 @@ XRedisConnection::XReply XRedisConnection::TakeReply()
 
 std::string_view XRedisConnection::Text(const redisReply* inReply)
 {
-    if (inReply == nullptr || (inReply->type != REDIS_REPLY_STRING &&
-                               inReply->type != REDIS_REPLY_STATUS &&
-                               inReply->type != REDIS_REPLY_ERROR))
+    if (inReply == nullptr ||
+        (inReply->type != REDIS_REPLY_STRING && inReply->type != REDIS_REPLY_STATUS &&
+         inReply->type != REDIS_REPLY_ERROR))
     {
         return {};
     }
@@ -152,8 +172,7 @@ void XRedisConnection::ThrowLost(const char* inDoing) const
                       true);
 }
 
-void XRedisConnection::ThrowIfError(const redisReply* inReply,
-                                    const XArguments& inArguments) const
+void XRedisConnection::ThrowIfError(const redisReply* inReply, const XArguments& inArguments) const
 {
     if (!IsError(inReply))
     {

@@ -9,7 +9,8 @@ namespace
 {
 bool ParseNumber(std::string_view inText, std::uint32_t& outValue)
 {
-    const auto [end, error] = std::from_chars(inText.data(), inText.data() + inText.size(), outValue);
+    const auto [end, error] =
+        std::from_chars(inText.data(), inText.data() + inText.size(), outValue);
     return error == std::errc() && end == inText.data() + inText.size() && !inText.empty();
 }
 
@@ -71,7 +72,8 @@ XRedisJobEntry XRedisJobEntry::Parse(const redisReply* inEntry)
         }
         else if (key == XRedisKeys::kDataField && !ParseDataHashes(text, entry.dataHashes))
         {
-            entry.problem = "malformed shared-data list \"" + std::string(text.substr(0, 80)) + "\"";
+            entry.problem =
+                "malformed shared-data list \"" + std::string(text.substr(0, 80)) + "\"";
         }
         else if (key == XRedisKeys::kBodyField)
         {
@@ -86,7 +88,8 @@ XRedisJobEntry XRedisJobEntry::Parse(const redisReply* inEntry)
     if (entry.problem.empty() && entry.body.size() > XRedisKeys::kMaxJobBytes)
     {
         entry.problem = "the job is " + std::to_string(entry.body.size()) +
-                        " bytes, more than the limit of " + std::to_string(XRedisKeys::kMaxJobBytes);
+                        " bytes, more than the limit of " +
+                        std::to_string(XRedisKeys::kMaxJobBytes);
         entry.body.clear();
     }
     return entry;

@@ -62,8 +62,8 @@ XRedisNetJobQueueBackend::XRedisNetJobQueueBackend(const XRedisAddress& inAddres
 {
     itsCommands = std::make_unique<XRedisConnection>(itsAddress, kTimeout,
                                                      "voltrace-client:" + itsClientName);
-    itsResults = std::make_unique<XRedisConnection>(itsAddress, kTimeout,
-                                                    "voltrace-client:" + itsClientName + ":results");
+    itsResults = std::make_unique<XRedisConnection>(
+        itsAddress, kTimeout, "voltrace-client:" + itsClientName + ":results");
     const auto created = itsCommands->TryCommand(
         {"XGROUP", "CREATE", XRedisKeys::kJobs, XRedisKeys::kGroup, "0", "MKSTREAM"});
     if (XRedisConnection::IsError(created.get()) &&
@@ -272,10 +272,13 @@ void XRedisNetJobQueueBackend::SubmitLoop()
     std::unique_lock lock(itsMutex);
     for (;;)
     {
-        itsOutboxChanged.wait(lock, [this] {
-            return itsStopping || !itsToSend.empty() || !itsEntriesToDrop.empty() ||
-                   !itsResultsToDrop.empty() || !itsHashesToExpire.empty();
-        });
+        itsOutboxChanged.wait(lock,
+                              [this]
+                              {
+                                  return itsStopping || !itsToSend.empty() ||
+                                         !itsEntriesToDrop.empty() || !itsResultsToDrop.empty() ||
+                                         !itsHashesToExpire.empty();
+                              });
         if (itsStopping || !itsLostReason.empty())
         {
             return;
@@ -404,8 +407,8 @@ void XRedisNetJobQueueBackend::ResultLoop()
                 }
             }
             const auto reply = itsResults->Command({"XREAD", "COUNT", "256", "BLOCK",
-                                                    std::to_string(kResultBlock.count()),
-                                                    "STREAMS", itsResultsKey, lastID});
+                                                    std::to_string(kResultBlock.count()), "STREAMS",
+                                                    itsResultsKey, lastID});
             // [[key, [[id, fields], ...]]] or nil
             if (reply->type != REDIS_REPLY_ARRAY || reply->elements == 0)
             {

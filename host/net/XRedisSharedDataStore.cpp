@@ -47,8 +47,8 @@ XHead ParseHead(const std::string& inHash, std::string_view inText)
     if (version != kHeadVersion)
     {
         throw XException(XException::kVersionTooNew,
-                         "shared data " + inHash + " has head version " +
-                             std::to_string(version) + ", this build reads version 1");
+                         "shared data " + inHash + " has head version " + std::to_string(version) +
+                             ", this build reads version 1");
     }
     if (head.bytes > XRedisKeys::kMaxSharedDataBytes)
     {
@@ -131,8 +131,8 @@ void XRedisSharedDataStore::Expire(XRedisConnection& ioConnection, const std::st
     const auto head = ioConnection.Command({"GET", XRedisKeys::Data(inHash)});
     if (head->type == REDIS_REPLY_STRING)
     {
-        ExpireAll(ioConnection, inHash, ParseHead(inHash, XRedisConnection::Text(head.get())).chunks,
-                  inKeep);
+        ExpireAll(ioConnection, inHash,
+                  ParseHead(inHash, XRedisConnection::Text(head.get())).chunks, inKeep);
     }
 }
 

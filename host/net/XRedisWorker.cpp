@@ -196,9 +196,8 @@ bool XRedisWorker::Reclaim(XRedisConnection& ioConnection, std::string& ioCursor
                            XRedisJobEntry& outEntry)
 {
     const std::string idle = std::to_string(itsOptions.reclaimAfter.count());
-    const auto reply = ioConnection.TryCommand({"XAUTOCLAIM", XRedisKeys::kJobs,
-                                                XRedisKeys::kGroup, itsName, idle, ioCursor,
-                                                "COUNT", "1"});
+    const auto reply = ioConnection.TryCommand({"XAUTOCLAIM", XRedisKeys::kJobs, XRedisKeys::kGroup,
+                                                itsName, idle, ioCursor, "COUNT", "1"});
     if (IsNoGroup(reply.get()))
     {
         return false;
@@ -216,8 +215,8 @@ bool XRedisWorker::Reclaim(XRedisConnection& ioConnection, std::string& ioCursor
         return false;
     }
     outEntry = XRedisJobEntry::Parse(entries->element[0]);
-    const auto pending = ioConnection.Command(
-        {"XPENDING", XRedisKeys::kJobs, XRedisKeys::kGroup, outEntry.entryID, outEntry.entryID, "1"});
+    const auto pending = ioConnection.Command({"XPENDING", XRedisKeys::kJobs, XRedisKeys::kGroup,
+                                               outEntry.entryID, outEntry.entryID, "1"});
     if (pending->type == REDIS_REPLY_ARRAY && pending->elements == 1 &&
         pending->element[0]->elements == 4)
     {
@@ -263,8 +262,8 @@ void XRedisWorker::ThrowIfRefused(const redisReply* inReply, const char* inComma
 {
     if (XRedisConnection::IsError(inReply))
     {
-        throw XRedisError("the Redis server at " + itsAddress.Describe() + " refused " +
-                              inCommand + ": " + std::string(XRedisConnection::Text(inReply)),
+        throw XRedisError("the Redis server at " + itsAddress.Describe() + " refused " + inCommand +
+                              ": " + std::string(XRedisConnection::Text(inReply)),
                           false);
     }
 }
@@ -403,9 +402,9 @@ void XRedisWorker::Finish(XRedisConnection& ioConnection, const XRedisJobEntry& 
     const std::string jobID = std::to_string(inEntry.jobID);
     ioConnection.Append({"MULTI"});
     ioConnection.Append({"XADD", XRedisKeys::Results(inEntry.client), "*", XRedisKeys::kJobField,
-                         jobID, XRedisKeys::kEntryField, inEntry.entryID,
-                         XRedisKeys::kWorkerField, itsName, XRedisKeys::kResultField, inResult,
-                         XRedisKeys::kFailureField, inFailure});
+                         jobID, XRedisKeys::kEntryField, inEntry.entryID, XRedisKeys::kWorkerField,
+                         itsName, XRedisKeys::kResultField, inResult, XRedisKeys::kFailureField,
+                         inFailure});
     ioConnection.Append({"XACK", XRedisKeys::kJobs, XRedisKeys::kGroup, inEntry.entryID});
     ioConnection.Append({"EXEC"});
     std::string refused;
@@ -480,8 +479,8 @@ void XRedisWorker::HeartbeatLoop(std::unique_ptr<XRedisConnection> inConnection)
             {
                 // Claiming a held job again resets its idle time, so no one reclaims it; a job
                 // its client deleted is not returned: it was cancelled.
-                XRedisConnection::XArguments claim{"XCLAIM", XRedisKeys::kJobs,
-                                                   XRedisKeys::kGroup, itsName, "0"};
+                XRedisConnection::XArguments claim{"XCLAIM", XRedisKeys::kJobs, XRedisKeys::kGroup,
+                                                   itsName, "0"};
                 claim.insert(claim.end(), held.begin(), held.end());
                 claim.push_back("JUSTID");
                 const auto reply = inConnection->Command(claim);

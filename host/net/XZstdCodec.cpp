@@ -23,8 +23,7 @@ std::string XZstdCodec::Compress(std::span<const std::uint8_t> inBytes)
     return frame;
 }
 
-std::vector<std::uint8_t> XZstdCodec::Decompress(std::string_view inFrame,
-                                                 std::uint64_t inMaxBytes)
+std::vector<std::uint8_t> XZstdCodec::Decompress(std::string_view inFrame, std::uint64_t inMaxBytes)
 {
     const unsigned long long size = ZSTD_getFrameContentSize(inFrame.data(), inFrame.size());
     if (size == ZSTD_CONTENTSIZE_ERROR || size == ZSTD_CONTENTSIZE_UNKNOWN)

@@ -52,8 +52,8 @@ public:
         posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
         posix_spawn_file_actions_addopen(&actions, 2, inErrorFile.c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const int error = posix_spawnp(&itsPid, argv[0], &actions, nullptr, argv.data(),
-                                       envp.data());
+        const int error =
+            posix_spawnp(&itsPid, argv[0], &actions, nullptr, argv.data(), envp.data());
         posix_spawn_file_actions_destroy(&actions);
         if (error != 0)
         {
