@@ -179,6 +179,38 @@ TEST_F(XRedisFarmTest, StoppedWorkersJobsAreReclaimedAndUnreadableJobsQuarantine
     EXPECT_EQ(sink.GetCount(), 2U);
 }
 
+TEST_F(XRedisFarmTest, AJobThatKeepsLosingItsWorkersIsQuarantined)
+{
+    XFarmTestSink sink;
+    XRedisNetJobQueueBackend client(itsServer.GetAddress("client"), {});
+    client.Connect(sink);
+    client.AttachSharedData(1, std::make_unique<XFarmTestData>(0));
+    client.SubmitJobs(AddJobs(1, 1));
+
+    // Three workers in turn take the job and go away while they hold it.
+    for (int delivery = 1; delivery <= 3; ++delivery)
+    {
+        std::atomic<bool> holding{false};
+        XRedisWorker::XOptions options = WorkerOptions(1, 100ms, 60s);
+        options.log = [&](const std::string& inLine)
+        { holding = holding || inLine.starts_with("holding job"); };
+        XRedisWorker doomed(itsServer.GetAddress("worker"), options);
+        doomed.Start();
+        ASSERT_TRUE(XEventually([&] { return holding.load(); })) << "delivery " << delivery;
+        doomed.Stop();
+    }
+    XRedisWorker next(itsServer.GetAddress("worker"), WorkerOptions(1, 100ms));
+    next.Start();
+    ASSERT_TRUE(sink.WaitForCount(1));
+    const auto report = sink.GetOutcomes().at(1).at(0);
+    EXPECT_NE(report.failure.find("quarantined after 4 deliveries: delivered 4 times without a "
+                                  "result"),
+              std::string::npos)
+        << report.failure;
+    EXPECT_EQ(next.GetCompletedJobCount(), 0U);
+    EXPECT_EQ(Integer(*itsAdmin, {"XLEN", XRedisKeys::kQuarantine}), 1);
+}
+
 TEST_F(XRedisFarmTest, LosingTheServerFailsOpenJobsOrRendersThemHere)
 {
     // Without local workers the open jobs fail with the reason; nothing waits.
