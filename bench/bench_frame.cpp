@@ -1,3 +1,5 @@
+#include "XBenchScratchFolder.h"
+
 #include "apps/demo/XDemoScene.h"
 #include "host/core/XException.h"
 #include "host/core/XLocalNetJobQueueBackend.h"
@@ -28,38 +30,9 @@ constexpr std::uint32_t kFrameSide = 512;
 
 namespace fs = std::filesystem;
 
-// A private folder under the system's temporary folder, removed with everything in it when the
-// program ends. It holds the demo data and the rewritten example scenes.
-class XScratchFolder
-{
-public:
-    XScratchFolder()
-    {
-        std::string pattern = (fs::temp_directory_path() / "voltrace-bench-frame-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr)
-        {
-            throw XException(XException::kIOError,
-                             "cannot create a scratch folder from " + pattern);
-        }
-        itsPath = pattern;
-    }
-    ~XScratchFolder()
-    {
-        std::error_code ignored;
-        fs::remove_all(itsPath, ignored);
-    }
-    XScratchFolder(const XScratchFolder&) = delete;
-    XScratchFolder& operator=(const XScratchFolder&) = delete;
-
-    const fs::path& GetPath() const { return itsPath; }
-
-private:
-    fs::path itsPath;
-};
-
 const fs::path& GetScratchFolder()
 {
-    static const XScratchFolder folder;
+    static const XBenchScratchFolder folder("voltrace-bench-frame");
     return folder.GetPath();
 }
 
