@@ -409,9 +409,9 @@ void BM_RedisFrame(benchmark::State& state)
     }
 }
 
-// Each iteration submits state.range(0) tiny jobs (the farm tests' adding job) in one batch (held back, then resumed, as the
-// renderer submits a frame) and waits until all are delivered. time_per_job is the wall time per
-// job, jobs_per_s its inverse.
+// Each iteration submits state.range(0) tiny jobs (the farm tests' adding job) in one batch (held
+// back, then resumed, as the renderer submits a frame) and waits until all are delivered.
+// time_per_job is the wall time per job, jobs_per_s its inverse.
 void RunTinyJobs(benchmark::State& state, const std::string& inKey,
                  std::unique_ptr<XNetJobQueueBackend> inBackend,
                  const XRedisNetJobQueueBackend* inClient)

@@ -9,6 +9,7 @@
 #include "host/net/XRedisConnection.h"
 #include "host/net/XRedisError.h"
 #include "host/net/XRedisJobEntry.h"
+#include "host/net/XRedisOutbox.h"
 #include "host/net/XRedisSharedDataCache.h"
 #include "host/net/XRedisSharedDataStore.h"
 #include "host/net/XRedisWorker.h"
@@ -23,7 +24,7 @@ namespace
 {
 constexpr std::chrono::milliseconds kTimeout{30000};
 constexpr std::chrono::milliseconds kResultBlock{200};
-// Shared data no frame of this client uses any more stays this long for other clients.
+// Shared data left by a client that disconnects stays this long for other clients.
 constexpr std::chrono::seconds kKeepReleased{600};
 // Without a result for this long, and no worker heartbeat, the user is told.
 constexpr std::chrono::seconds kNoWorkerWarning{10};
@@ -283,8 +284,7 @@ void XRedisNetJobQueueBackend::SubmitLoop()
         {
             return;
         }
-        std::vector<std::pair<std::uint32_t, std::string>> sending; // job id, data field
-        std::vector<std::string> bodies;
+        XRedisOutbox outbox;
         for (const std::uint32_t jobID : itsToSend)
         {
             const auto found = itsOpen.find(jobID);
@@ -301,13 +301,13 @@ void XRedisNetJobQueueBackend::SubmitLoop()
                 }
             }
             found->second.sent = true;
-            sending.emplace_back(jobID, XRedisJobEntry::FormatDataHashes(hashes));
-            bodies.push_back(found->second.body);
+            outbox.itsJobs.push_back(
+                {jobID, XRedisJobEntry::FormatDataHashes(hashes), found->second.body});
         }
         itsToSend.clear();
-        const auto entriesToDrop = std::exchange(itsEntriesToDrop, {});
-        const auto resultsToDrop = std::exchange(itsResultsToDrop, {});
-        const auto hashesToExpire = std::exchange(itsHashesToExpire, {});
+        outbox.itsEntriesToDrop = std::exchange(itsEntriesToDrop, {});
+        outbox.itsResultsToDrop = std::exchange(itsResultsToDrop, {});
+        outbox.itsHashesToExpire = std::exchange(itsHashesToExpire, {});
         lock.unlock();
 
         std::vector<std::string> entryIDs;
@@ -315,53 +315,7 @@ void XRedisNetJobQueueBackend::SubmitLoop()
         try
         {
             const std::lock_guard commands(itsCommandMutex);
-            XRedisConnection& connection = *itsCommands;
-            for (std::size_t index = 0; index < sending.size(); ++index)
-            {
-                connection.Append({"XADD", XRedisKeys::kJobs, "*", XRedisKeys::kClientField,
-                                   itsClientName, XRedisKeys::kJobField,
-                                   std::to_string(sending[index].first), XRedisKeys::kDataField,
-                                   sending[index].second, XRedisKeys::kBodyField, bodies[index]});
-            }
-            int extra = 0;
-            if (!entriesToDrop.empty())
-            {
-                XRedisConnection::XArguments drop{"XDEL", XRedisKeys::kJobs};
-                drop.insert(drop.end(), entriesToDrop.begin(), entriesToDrop.end());
-                connection.Append(drop);
-                ++extra;
-            }
-            if (!resultsToDrop.empty())
-            {
-                XRedisConnection::XArguments drop{"XDEL", itsResultsKey};
-                drop.insert(drop.end(), resultsToDrop.begin(), resultsToDrop.end());
-                connection.Append(drop);
-                ++extra;
-            }
-            std::string refused;
-            for (std::size_t index = 0; index < sending.size(); ++index)
-            {
-                const auto reply = connection.TakeReply();
-                if (XRedisConnection::IsError(reply.get()))
-                {
-                    refused = XRedisConnection::Text(reply.get());
-                }
-                entryIDs.emplace_back(XRedisConnection::Text(reply.get()));
-            }
-            for (int index = 0; index < extra; ++index)
-            {
-                (void)connection.TakeReply();
-            }
-            for (const std::string& hash : hashesToExpire)
-            {
-                XRedisSharedDataStore::Expire(connection, hash, kKeepReleased);
-            }
-            if (!refused.empty())
-            {
-                throw XRedisError("the Redis server at " + itsAddress.Describe() +
-                                      " refused a job: " + refused,
-                                  true);
-            }
+            entryIDs = outbox.Send(*itsCommands, itsClientName);
         }
         catch (const XException& error)
         {
@@ -371,14 +325,15 @@ void XRedisNetJobQueueBackend::SubmitLoop()
         lock.lock();
         for (std::size_t index = 0; index < entryIDs.size(); ++index)
         {
-            const auto found = itsOpen.find(sending[index].first);
+            const auto found = itsOpen.find(outbox.itsJobs[index].jobID);
             if (found != itsOpen.end())
             {
                 found->second.entryID = entryIDs[index];
             }
             else
             {
-                itsEntriesToDrop.push_back(entryIDs[index]); // cancelled while being sent
+                // Cancelled while being sent, or answered already.
+                itsEntriesToDrop.push_back(entryIDs[index]);
             }
         }
         if (!lost.empty())
@@ -448,13 +403,16 @@ void XRedisNetJobQueueBackend::HandleResult(const redisReply* inEntry)
         const std::lock_guard lock(itsMutex);
         itsResultsToDrop.push_back(resultID);
         const auto found = itsOpen.find(jobID);
-        if (found == itsOpen.end() || found->second.entryID != entryID || itsStopping)
+        // A fast worker may answer before the submit thread has recorded the job's entry id.
+        const bool isAnswer = found != itsOpen.end() && found->second.sent &&
+                              (found->second.entryID.empty() || found->second.entryID == entryID);
+        if (!isAnswer || itsStopping)
         {
             ++itsDropped; // answered before, cancelled, or not ours
             itsOutboxChanged.notify_all();
             return;
         }
-        itsEntriesToDrop.push_back(found->second.entryID);
+        itsEntriesToDrop.emplace_back(entryID);
         itsOpen.erase(found);
         sink = itsSink;
         itsOutboxChanged.notify_all();

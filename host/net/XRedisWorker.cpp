@@ -175,12 +175,25 @@ void XRedisWorker::ThreadLoop(std::unique_ptr<XRedisConnection> inConnection)
 {
     pthread_setname_np(pthread_self(), "XRedisWorker");
     std::string cursor = "0-0";
+    // Jobs to reclaim are looked for once per heartbeat interval (and again at once after one
+    // was found), not before every job: that would cost a round trip per job.
+    const auto interval = HeartbeatFor(itsOptions.reclaimAfter);
+    auto nextReclaim = std::chrono::steady_clock::now();
     try
     {
         while (!itsStopping)
         {
             XRedisJobEntry entry;
-            if (Reclaim(*inConnection, cursor, entry) || ReadNew(*inConnection, entry))
+            bool found = false;
+            if (std::chrono::steady_clock::now() >= nextReclaim)
+            {
+                found = Reclaim(*inConnection, cursor, entry);
+                if (!found)
+                {
+                    nextReclaim = std::chrono::steady_clock::now() + interval;
+                }
+            }
+            if (found || ReadNew(*inConnection, entry))
             {
                 Process(*inConnection, entry);
             }
