@@ -74,10 +74,10 @@ TEST_F(XRedisFarmTest, JobsRunOnceEachAndSharedDataIsReadOncePerWorker)
     worker.Start();
 
     client.AttachSharedData(1, std::make_unique<XFarmTestData>(1000));
-    client.SubmitJobs(AddJobs(1, 30));
-    ASSERT_TRUE(sink.WaitForCount(30));
+    client.SubmitJobs(AddJobs(1, 300));
+    ASSERT_TRUE(sink.WaitForCount(300));
     const auto outcomes = sink.GetOutcomes();
-    ASSERT_EQ(outcomes.size(), 30U);
+    ASSERT_EQ(outcomes.size(), 300U);
     for (const auto& [jobID, reports] : outcomes)
     {
         ASSERT_EQ(reports.size(), 1U) << "job " << jobID;
@@ -96,7 +96,7 @@ TEST_F(XRedisFarmTest, JobsRunOnceEachAndSharedDataIsReadOncePerWorker)
     itsAdmin->Command({"XADD", XRedisKeys::Results(client.GetClientName()), "*", "job", "7",
                        "entry", "1-1", "worker", "late", "result", "", "failure", ""});
     ASSERT_TRUE(XEventually([&] { return client.GetDroppedResultCount() == 1; }));
-    EXPECT_EQ(sink.GetCount(), 30U);
+    EXPECT_EQ(sink.GetCount(), 300U);
 
     // Answered jobs leave the stream and nothing stays pending.
     EXPECT_TRUE(XEventually([&] { return Integer(*itsAdmin, {"XLEN", XRedisKeys::kJobs}) == 0; }));

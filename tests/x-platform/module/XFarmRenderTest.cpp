@@ -185,17 +185,21 @@ TEST_F(XFarmRenderTest, TwoWorkerProcessesRenderTheDemoAsThisProcessDoes)
 
 TEST_F(XFarmRenderTest, AWorkerKilledInsideAJobLosesNothing)
 {
+    // The doomed worker is alone until it holds a job; then the survivor starts and the doomed
+    // one is killed, and the survivor renders everything, the held job after the reclaim time.
     auto doomed = StartWorker(itsServer, itsFolder.GetPath() / "doomed.log",
                               {"--threads", "1", "--hold-job-ms", "600000"});
-    auto survivor = StartWorker(itsServer, itsFolder.GetPath() / "survivor.log",
-                                {"--threads", "1", "--reclaim-ms", "500"});
+    std::unique_ptr<XChildProcess> survivor;
     RenderOnFarmAndCompare(
         [&]
         {
-            ASSERT_TRUE(doomed->WaitForError("holding job", 20s));
+            ASSERT_TRUE(doomed->WaitForError("holding job", 20s)) << doomed->ReadErrors();
+            survivor = StartWorker(itsServer, itsFolder.GetPath() / "survivor.log",
+                                   {"--threads", "1", "--reclaim-ms", "500"});
             doomed->Signal(SIGKILL);
             EXPECT_EQ(doomed->Wait(), 128 + SIGKILL);
         });
+    ASSERT_NE(survivor, nullptr);
     EXPECT_EQ(StoppedAfter(*survivor), 24);
 }
 
