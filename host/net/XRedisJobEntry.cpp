@@ -78,19 +78,21 @@ XRedisJobEntry XRedisJobEntry::Parse(const redisReply* inEntry)
         else if (key == XRedisKeys::kBodyField)
         {
             hasBody = true;
-            entry.body = text;
+            if (text.size() <= XRedisKeys::kMaxJobBytes)
+            {
+                entry.body.assign(text.begin(), text.end());
+            }
+            else
+            {
+                entry.problem = "the job is " + std::to_string(text.size()) +
+                                " bytes, more than the limit of " +
+                                std::to_string(XRedisKeys::kMaxJobBytes);
+            }
         }
     }
     if (entry.problem.empty() && (!hasJob || !hasBody || entry.client.empty()))
     {
         entry.problem = "the entry lacks its client, job id or body";
-    }
-    if (entry.problem.empty() && entry.body.size() > XRedisKeys::kMaxJobBytes)
-    {
-        entry.problem = "the job is " + std::to_string(entry.body.size()) +
-                        " bytes, more than the limit of " +
-                        std::to_string(XRedisKeys::kMaxJobBytes);
-        entry.body.clear();
     }
     return entry;
 }

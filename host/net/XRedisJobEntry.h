@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 // One entry of the job stream as a worker sees it. Parsing never throws: what is missing or
 // malformed is named in itsProblem, and the job is then treated as unreadable.
@@ -14,7 +15,7 @@ struct XRedisJobEntry
     std::string client;
     std::uint32_t jobID = 0;
     std::map<std::uint32_t, std::string> dataHashes; // shared-data id -> content hash
-    std::string body;
+    std::vector<std::uint8_t> body;                  // the job's stream bytes
     std::uint64_t deliveries = 1;
     std::string problem;
 

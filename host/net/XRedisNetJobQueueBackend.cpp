@@ -301,8 +301,9 @@ void XRedisNetJobQueueBackend::SubmitLoop()
                 }
             }
             found->second.sent = true;
+            // The body is needed only until sent; a local fallback runs the job object itself.
             outbox.itsJobs.push_back(
-                {jobID, XRedisJobEntry::FormatDataHashes(hashes), found->second.body});
+                {jobID, XRedisJobEntry::FormatDataHashes(hashes), std::move(found->second.body)});
         }
         itsToSend.clear();
         outbox.itsEntriesToDrop = std::exchange(itsEntriesToDrop, {});

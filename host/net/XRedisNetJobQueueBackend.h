@@ -65,7 +65,7 @@ private:
     struct XOpenJob
     {
         std::unique_ptr<XNetJob> job; // kept to run here if the server goes away
-        std::string body;             // its stream bytes
+        std::string body;             // its stream bytes, until sent
         std::string entryID;          // empty until the server has it
         bool sent = false;
     };

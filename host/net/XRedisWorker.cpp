@@ -325,7 +325,7 @@ void XRedisWorker::Process(XRedisConnection& ioConnection, XRedisJobEntry& inEnt
         {
             throw XException(XException::kMalformedStream, inEntry.problem);
         }
-        XMemoryStream stream(std::vector<std::uint8_t>(inEntry.body.begin(), inEntry.body.end()));
+        XMemoryStream stream(std::move(inEntry.body));
         job = stream.ReadObjectAs<XNetJob>();
         if (!job)
         {

@@ -3,6 +3,7 @@
 // Multi-channel volumetrics for tests and benchmarks: prepared volumetrics over a stack file and
 // a list of its channels, and small synthetic samples with known voxels.
 
+#include "host/XHostClassTable.h"
 #include "host/data/XDataVolume.h"
 #include "host/data/XDataVolumeSequence.h"
 #include "host/data/XSampleDB.h"
@@ -89,6 +90,21 @@ inline XRef<XMultiChannelVolumetric> XMakeStackVolumetric(const std::filesystem:
         sampleID, inTimePoint);
     volumetric->Prepare();
     return volumetric;
+}
+
+// The confocal and the widefield channel of the real nucleus stack in inDataFolder, with a
+// threshold that leaves the nucleus; null when the shared sample data is not there.
+inline XRef<XMultiChannelVolumetric>
+XMakeNucleusVolumetric(const std::filesystem::path& inDataFolder)
+{
+    const std::filesystem::path path =
+        inDataFolder / "nucleus_hoechst_confocal_widefield_zcyx_u16.tif";
+    if (!std::filesystem::exists(path))
+    {
+        return {};
+    }
+    XRegisterHostClasses();
+    return XMakeStackVolumetric(path, {1, 2}, 0, {.threshold = 0.25f});
 }
 
 // A sample of inChannels 8-bit channels of one time point, W x H x D voxels, whose voxel (x, y, z)

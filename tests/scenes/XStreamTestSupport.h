@@ -25,17 +25,23 @@ inline void XPutWord(std::vector<std::uint8_t>& ioBytes, std::size_t inOffset,
     std::memcpy(ioBytes.data() + inOffset, &inValue, 4);
 }
 
-// The code of the XException that reading inBytes into inTarget throws, or 0 when none is thrown.
-inline std::int32_t XReadErrorCode(const std::vector<std::uint8_t>& inBytes, XStorable& inTarget)
+// The code of the XException that inAction throws, or 0 when none is thrown.
+inline std::int32_t XErrorCodeOf(const std::function<void()>& inAction)
 {
-    XMemoryStream stream(inBytes);
     try
     {
-        inTarget.Read(stream);
+        inAction();
     }
     catch (const XException& error)
     {
         return error.GetCode();
     }
     return 0;
+}
+
+// The code of the XException that reading inBytes into inTarget throws, or 0 when none is thrown.
+inline std::int32_t XReadErrorCode(const std::vector<std::uint8_t>& inBytes, XStorable& inTarget)
+{
+    XMemoryStream stream(inBytes);
+    return XErrorCodeOf([&] { inTarget.Read(stream); });
 }

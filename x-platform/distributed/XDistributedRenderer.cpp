@@ -178,20 +178,27 @@ XDistributedRenderer::GetFrameImage(std::uint32_t inFrameID) const
     return iter->second.itsFilm->ConvertToImage(statistic);
 }
 
+std::optional<std::vector<std::uint32_t>>
+XDistributedRenderer::CopyOpenJobs(std::uint32_t inFrameID) const
+{
+    const std::lock_guard lock(itsFramesMutex);
+    const auto iter = itsFrames.find(inFrameID);
+    if (iter == itsFrames.end())
+    {
+        return std::nullopt;
+    }
+    return iter->second.itsJobs;
+}
+
 void XDistributedRenderer::CancelFrame(std::uint32_t inFrameID)
 {
-    std::vector<std::uint32_t> jobs;
+    const auto jobs = CopyOpenJobs(inFrameID);
+    if (!jobs)
     {
-        const std::lock_guard lock(itsFramesMutex);
-        const auto iter = itsFrames.find(inFrameID);
-        if (iter == itsFrames.end())
-        {
-            return;
-        }
-        jobs = iter->second.itsJobs;
+        return;
     }
     // Outside the lock: deleting waits for a delivery in progress, which takes the lock.
-    itsJobQueue.AsyncDeleteJobs(jobs);
+    itsJobQueue.AsyncDeleteJobs(*jobs);
     const std::lock_guard lock(itsFramesMutex);
     const auto iter = itsFrames.find(inFrameID);
     if (iter != itsFrames.end())
@@ -204,19 +211,14 @@ void XDistributedRenderer::CancelFrame(std::uint32_t inFrameID)
 
 void XDistributedRenderer::ReleaseFrame(std::uint32_t inFrameID)
 {
-    std::vector<std::uint32_t> jobs;
+    const auto jobs = CopyOpenJobs(inFrameID);
+    if (!jobs)
     {
-        const std::lock_guard lock(itsFramesMutex);
-        const auto iter = itsFrames.find(inFrameID);
-        if (iter == itsFrames.end())
-        {
-            return;
-        }
-        jobs = iter->second.itsJobs;
+        return;
     }
-    if (!jobs.empty())
+    if (!jobs->empty())
     {
-        itsJobQueue.AsyncDeleteJobs(jobs);
+        itsJobQueue.AsyncDeleteJobs(*jobs);
     }
     const std::lock_guard lock(itsFramesMutex);
     itsFrames.erase(inFrameID);

@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 class X3DScene;
@@ -119,6 +120,9 @@ private:
         std::map<std::uint32_t, std::pair<XRect, std::uint32_t>> itsJobTiles;
         std::vector<std::string> itsFailures;
     };
+
+    // The frame's open jobs, taken under the lock; none for an unknown frame.
+    std::optional<std::vector<std::uint32_t>> CopyOpenJobs(std::uint32_t inFrameID) const;
 
     XRenderOptions itsOptions;
     XNetJobQueue itsJobQueue;

@@ -14,6 +14,7 @@
 #include "host/core/XStream.h"
 #include "host/core/XThread.h"
 #include "host/core/XThreadCancelled.h"
+#include "tests/scenes/XStreamTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -318,20 +319,6 @@ struct XRig
     std::map<std::uint32_t, std::int64_t> factorOf; // of the jobs added
 };
 
-// The code of the XException that inAction throws, or 0.
-std::int32_t ErrorCode(const std::function<void()>& inAction)
-{
-    try
-    {
-        inAction();
-    }
-    catch (const XException& inError)
-    {
-        return inError.GetCode();
-    }
-    return 0;
-}
-
 // The 32-bit words written to inStream.
 std::vector<std::uint32_t> Words(const XMemoryStream& inStream)
 {
@@ -426,7 +413,7 @@ TEST_F(XNetJobQueueTest, BaseRecordsKeepRegistrationsAndRefuseMalformedCounts)
             stream.Write32(word);
         }
         XMemoryStream input(stream.TakeBytes());
-        return ErrorCode([&input] { XTestJob().XNetJob::Read(input); });
+        return XErrorCodeOf([&input] { XTestJob().XNetJob::Read(input); });
     };
     const std::uint32_t limit = XNetJob::kMaxSharedData;
     EXPECT_EQ(readBase(limit, limit), 0);
@@ -434,7 +421,7 @@ TEST_F(XNetJobQueueTest, BaseRecordsKeepRegistrationsAndRefuseMalformedCounts)
     EXPECT_EQ(readBase(3, 2), XException::kMalformedStream);
     // A job's base record where a result's belongs.
     XMemoryStream wrongClass(base.GetBytes());
-    EXPECT_EQ(ErrorCode([&] { XResult().XNetJobResult::Read(wrongClass); }),
+    EXPECT_EQ(XErrorCodeOf([&] { XResult().XNetJobResult::Read(wrongClass); }),
               XException::kWrongClass);
 }
 

@@ -1,6 +1,7 @@
 #include "host/core/XStream.h"
 #include "host/core/XClassRegistry.h"
 #include "host/core/XStorable.h"
+#include "tests/scenes/XStreamTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -103,19 +104,6 @@ protected:
         root->itsChildren.push_back(nullptr);
         return root;
     }
-
-    static std::int32_t CodeOf(const std::function<void()>& inAction)
-    {
-        try
-        {
-            inAction();
-        }
-        catch (const XException& e)
-        {
-            return e.GetCode();
-        }
-        return 0;
-    }
 };
 } // namespace
 
@@ -148,7 +136,7 @@ TEST_F(XStreamTest, PrimitivesAreLittleEndianWithTheDocumentedWidths)
     EXPECT_EQ(stream.ReadString(10), "hi");
     EXPECT_EQ(stream.ReadClassVersion(14912), 1u);
     EXPECT_EQ(stream.GetRemaining(), 0u);
-    EXPECT_EQ(CodeOf([&] { stream.Read8(); }), XException::kTruncatedStream);
+    EXPECT_EQ(XErrorCodeOf([&] { stream.Read8(); }), XException::kTruncatedStream);
 }
 
 TEST_F(XStreamTest, NonFiniteFloatsKeepTheirBits)
@@ -168,8 +156,8 @@ TEST_F(XStreamTest, VersionRecordsRejectOtherClassesAndNewerVersions)
     stream.WriteVersion(14901);
     stream.WriteVersion(14912, 65536);
     stream.WriteVersion(14912, 65535);
-    EXPECT_EQ(CodeOf([&] { stream.ReadClassVersion(14900); }), XException::kWrongClass);
-    EXPECT_EQ(CodeOf([&] { stream.ReadClassVersion(14912); }), XException::kVersionTooNew);
+    EXPECT_EQ(XErrorCodeOf([&] { stream.ReadClassVersion(14900); }), XException::kWrongClass);
+    EXPECT_EQ(XErrorCodeOf([&] { stream.ReadClassVersion(14912); }), XException::kVersionTooNew);
     EXPECT_EQ(stream.ReadClassVersion(14912), 65535u);
 }
 
@@ -204,39 +192,39 @@ TEST_F(XStreamTest, ObjectsOfTheWrongKindOrUnknownClassAreErrors)
     XTestOther other;
     XMemoryStream stream;
     stream.WriteObject(&other);
-    EXPECT_EQ(CodeOf([&] { stream.ReadObjectAs<XTestNode>(); }), XException::kWrongClass);
+    EXPECT_EQ(XErrorCodeOf([&] { stream.ReadObjectAs<XTestNode>(); }), XException::kWrongClass);
 
     class XUnregistered : public XTestOther
     {
         std::uint32_t GetClassID() const override { return 64099; }
     } unregistered;
     XMemoryStream refused;
-    EXPECT_EQ(CodeOf([&] { refused.WriteObject(&unregistered); }), XException::kUnknownClass);
+    EXPECT_EQ(XErrorCodeOf([&] { refused.WriteObject(&unregistered); }), XException::kUnknownClass);
 
     // A stream naming a class this process does not know.
     XMemoryStream foreign;
     foreign.Write8(1);
     foreign.WriteString("XNoSuchClass");
     foreign.Write64(0);
-    EXPECT_EQ(CodeOf([&] { foreign.ReadObject(); }), XException::kUnknownClass);
+    EXPECT_EQ(XErrorCodeOf([&] { foreign.ReadObject(); }), XException::kUnknownClass);
 }
 
 TEST_F(XStreamTest, HugeCountsAndLengthsFailBeforeAllocating)
 {
     XMemoryStream count;
     count.Write32(0xFFFFFFFFu);
-    EXPECT_EQ(CodeOf([&] { count.ReadCount(1); }), XException::kMalformedStream);
+    EXPECT_EQ(XErrorCodeOf([&] { count.ReadCount(1); }), XException::kMalformedStream);
 
     XMemoryStream text;
     text.Write32(0x7FFFFFFFu);
-    EXPECT_EQ(CodeOf([&] { text.ReadString(UINT32_MAX); }), XException::kTruncatedStream);
+    EXPECT_EQ(XErrorCodeOf([&] { text.ReadString(UINT32_MAX); }), XException::kTruncatedStream);
 
     // An object whose body claims more bytes than the stream holds.
     XMemoryStream body;
     body.Write8(1);
     body.WriteString("XTestNode");
     body.Write64(1ull << 60);
-    EXPECT_EQ(CodeOf([&] { body.ReadObject(); }), XException::kTruncatedStream);
+    EXPECT_EQ(XErrorCodeOf([&] { body.ReadObject(); }), XException::kTruncatedStream);
 }
 
 TEST_F(XStreamTest, AnObjectCannotReadPastItsOwnBody)
@@ -252,14 +240,14 @@ TEST_F(XStreamTest, AnObjectCannotReadPastItsOwnBody)
     bytes[lengthAt] -= 4; // body length is the low byte, little-endian
     bytes.insert(bytes.end(), {0, 0, 0, 0});
     XMemoryStream shortened(bytes);
-    EXPECT_EQ(CodeOf([&] { shortened.ReadObject(); }), XException::kTruncatedStream);
+    EXPECT_EQ(XErrorCodeOf([&] { shortened.ReadObject(); }), XException::kTruncatedStream);
 
     // And one that leaves bytes of its body unread is malformed.
     bytes = stream.GetBytes();
     bytes[lengthAt] += 3;
     bytes.insert(bytes.end(), {0, 0, 0});
     XMemoryStream padded(bytes);
-    EXPECT_EQ(CodeOf([&] { padded.ReadObject(); }), XException::kMalformedStream);
+    EXPECT_EQ(XErrorCodeOf([&] { padded.ReadObject(); }), XException::kMalformedStream);
 }
 
 TEST_F(XStreamTest, NestingIsBounded)
@@ -273,7 +261,7 @@ TEST_F(XStreamTest, NestingIsBounded)
     }
     XMemoryStream stream;
     stream.WriteObject(root.get());
-    EXPECT_EQ(CodeOf([&] { stream.ReadObject(); }), XException::kNestingTooDeep);
+    EXPECT_EQ(XErrorCodeOf([&] { stream.ReadObject(); }), XException::kNestingTooDeep);
 }
 
 TEST_F(XStreamTest, TruncatedCorruptedAndRandomBytesGiveOnlyExceptions)
@@ -350,7 +338,7 @@ TEST_F(XStreamTest, FileStreamsRoundTripAndNameTheFileInErrors)
         ASSERT_TRUE(tree);
         EXPECT_EQ(tree->itsChildren.size(), 4u);
         EXPECT_EQ(in.Read32(), 77u);
-        EXPECT_EQ(CodeOf([&] { in.Read32(); }), XException::kTruncatedStream);
+        EXPECT_EQ(XErrorCodeOf([&] { in.Read32(); }), XException::kTruncatedStream);
     }
     std::filesystem::remove(path);
 

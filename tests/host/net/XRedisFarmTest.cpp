@@ -1,3 +1,4 @@
+#include "XFarmTestClient.h"
 #include "XFarmTestJob.h"
 #include "XFarmTestSink.h"
 #include "XRedisTestServer.h"
@@ -64,16 +65,15 @@ protected:
 
 TEST_F(XRedisFarmTest, JobsRunOnceEachAndSharedDataIsReadOncePerWorker)
 {
-    XFarmTestSink sink;
     XRedisNetJobQueueBackend::XOptions clientOptions;
     clientOptions.chunkBytes = 7; // the test data's stream spans several chunks
-    XRedisNetJobQueueBackend client(itsServer.GetAddress("client"), clientOptions);
-    client.Connect(sink);
+    XFarmTestClient farm(itsServer.GetAddress("client"), 1000, clientOptions);
+    XFarmTestSink& sink = farm.sink;
+    XRedisNetJobQueueBackend& client = farm.backend;
     const auto cache = std::make_shared<XRedisSharedDataCache>();
     XRedisWorker worker(itsServer.GetAddress("worker"), WorkerOptions(2, 5000ms), cache);
     worker.Start();
 
-    client.AttachSharedData(1, std::make_unique<XFarmTestData>(1000));
     client.SubmitJobs(AddJobs(1, 300));
     ASSERT_TRUE(sink.WaitForCount(300));
     const auto outcomes = sink.GetOutcomes();
@@ -105,12 +105,11 @@ TEST_F(XRedisFarmTest, JobsRunOnceEachAndSharedDataIsReadOncePerWorker)
 
 TEST_F(XRedisFarmTest, CancellingRemovesQueuedJobsAndStopsRunningOnes)
 {
-    XFarmTestSink sink;
-    XRedisNetJobQueueBackend client(itsServer.GetAddress("client"), {});
-    client.Connect(sink);
+    XFarmTestClient farm(itsServer.GetAddress("client"), 5);
+    XFarmTestSink& sink = farm.sink;
+    XRedisNetJobQueueBackend& client = farm.backend;
     XRedisWorker worker(itsServer.GetAddress("worker"), WorkerOptions(1, 5000ms));
     worker.Start();
-    client.AttachSharedData(1, std::make_unique<XFarmTestData>(5));
 
     const int stoppedBefore = XFarmTestJob::StoppedByCancel();
     client.SubmitJobs(AddJobs(1, 1, XFarmTestJob::kLoopUntilCancelled));
@@ -131,10 +130,9 @@ TEST_F(XRedisFarmTest, CancellingRemovesQueuedJobsAndStopsRunningOnes)
 
 TEST_F(XRedisFarmTest, StoppedWorkersJobsAreReclaimedAndUnreadableJobsQuarantined)
 {
-    XFarmTestSink sink;
-    XRedisNetJobQueueBackend client(itsServer.GetAddress("client"), {});
-    client.Connect(sink);
-    client.AttachSharedData(1, std::make_unique<XFarmTestData>(100));
+    XFarmTestClient farm(itsServer.GetAddress("client"), 100);
+    XFarmTestSink& sink = farm.sink;
+    XRedisNetJobQueueBackend& client = farm.backend;
 
     // A worker that stops while it holds a job leaves it pending ...
     XRedisWorker first(itsServer.GetAddress("worker"), WorkerOptions(1, 200ms, 60s));
@@ -181,10 +179,9 @@ TEST_F(XRedisFarmTest, StoppedWorkersJobsAreReclaimedAndUnreadableJobsQuarantine
 
 TEST_F(XRedisFarmTest, AJobThatKeepsLosingItsWorkersIsQuarantined)
 {
-    XFarmTestSink sink;
-    XRedisNetJobQueueBackend client(itsServer.GetAddress("client"), {});
-    client.Connect(sink);
-    client.AttachSharedData(1, std::make_unique<XFarmTestData>(0));
+    XFarmTestClient farm(itsServer.GetAddress("client"), 0);
+    XFarmTestSink& sink = farm.sink;
+    XRedisNetJobQueueBackend& client = farm.backend;
     client.SubmitJobs(AddJobs(1, 1));
 
     // Three workers in turn take the job and go away while they hold it.
@@ -215,10 +212,9 @@ TEST_F(XRedisFarmTest, LosingTheServerFailsOpenJobsOrRendersThemHere)
 {
     // Without local workers the open jobs fail with the reason; nothing waits.
     {
-        XFarmTestSink sink;
-        XRedisNetJobQueueBackend client(itsServer.GetAddress("client"), {});
-        client.Connect(sink);
-        client.AttachSharedData(1, std::make_unique<XFarmTestData>(1));
+        XFarmTestClient farm(itsServer.GetAddress("client"), 1);
+        XFarmTestSink& sink = farm.sink;
+        XRedisNetJobQueueBackend& client = farm.backend;
         client.SubmitJobs(AddJobs(1, 3));
         ASSERT_TRUE(XEventually(
             [&] {
@@ -242,7 +238,6 @@ TEST(XRedisFarmFallbackTest, LocalWorkersFinishTheFrameWhenTheServerGoes)
 {
     XRegisterFarmTestClasses();
     XRedisTestServer server;
-    XFarmTestSink sink;
     XRedisNetJobQueueBackend::XOptions options;
     options.localThreads = 1;
     std::atomic<int> movedHere{0};
@@ -251,9 +246,9 @@ TEST(XRedisFarmFallbackTest, LocalWorkersFinishTheFrameWhenTheServerGoes)
         movedHere += inLine.find("lost the Redis server") != std::string::npos &&
                      inLine.find("jobs on this machine") != std::string::npos;
     };
-    XRedisNetJobQueueBackend client(server.GetAddress("client"), options);
-    client.Connect(sink);
-    client.AttachSharedData(1, std::make_unique<XFarmTestData>(10));
+    XFarmTestClient farm(server.GetAddress("client"), 10, options);
+    XFarmTestSink& sink = farm.sink;
+    XRedisNetJobQueueBackend& client = farm.backend;
     client.SubmitJobs(AddJobs(1, 40));
     server.Kill(); // some jobs may have run through the server already; the rest run here
     ASSERT_TRUE(sink.WaitForCount(40));

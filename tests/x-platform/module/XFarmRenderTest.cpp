@@ -1,4 +1,5 @@
 #include "XChildProcess.h"
+#include "XFarmTestClient.h"
 #include "XFarmTestJob.h"
 #include "XFarmTestSink.h"
 #include "XRedisTestServer.h"
@@ -210,10 +211,9 @@ TEST_F(XFarmRenderTest, AJobOneWorkerCannotReadIsLeftForAnother)
     XRegisterFarmTestClasses();
     auto stranger = StartWorker(itsServer, itsFolder.GetPath() / "stranger.log",
                                 {"--threads", "1", "--reclaim-ms", "600000"});
-    XFarmTestSink sink;
-    XRedisNetJobQueueBackend client(itsServer.GetAddress("client"), {});
-    client.Connect(sink);
-    client.AttachSharedData(1, std::make_unique<XFarmTestData>(40));
+    XFarmTestClient farm(itsServer.GetAddress("client"), 40);
+    XFarmTestSink& sink = farm.sink;
+    XRedisNetJobQueueBackend& client = farm.backend;
     XNetJobQueueBackend::XJobList jobs;
     jobs.emplace_back(1, std::make_unique<XFarmTestJob>(1, 2));
     client.SubmitJobs(std::move(jobs));

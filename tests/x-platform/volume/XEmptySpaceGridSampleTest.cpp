@@ -154,15 +154,11 @@ TEST(XEmptySpaceGridSampleTest, EmptySamplesOfSpottedDataHoldNoOpacity)
 
 TEST(XEmptySpaceGridSampleTest, EmptySamplesOfRealDataHoldNoOpacity)
 {
-    const std::filesystem::path path =
-        kDataFolder / "nucleus_hoechst_confocal_widefield_zcyx_u16.tif";
-    if (!std::filesystem::exists(path))
+    const XRef<XMultiChannelVolumetric> volumetric = XMakeNucleusVolumetric(kDataFolder);
+    if (!volumetric)
     {
-        GTEST_SKIP() << path << " is not there";
+        GTEST_SKIP() << "the nucleus stack is not in " << kDataFolder;
     }
-    XRegisterHostClasses();
-    const XRef<XMultiChannelVolumetric> volumetric =
-        XMakeStackVolumetric(path, {1, 2}, 0, {.threshold = 0.25f});
     const XEmptySpaceGrid* grid = volumetric->GetEmptySpaceGrid();
     ASSERT_NE(grid, nullptr);
     const XBoundingBox bounds = volumetric->GetVolumeBounds();

@@ -112,16 +112,11 @@ TEST(XEmptySpaceGridTest, ACellHoldsTheVoxelsItsSamplesRead)
 
 TEST(XEmptySpaceGridTest, EmptyCellsOfRealDataHoldNoOpacity)
 {
-    const std::filesystem::path path =
-        kDataFolder / "nucleus_hoechst_confocal_widefield_zcyx_u16.tif";
-    if (!std::filesystem::exists(path))
+    const XRef<XMultiChannelVolumetric> volumetric = XMakeNucleusVolumetric(kDataFolder);
+    if (!volumetric)
     {
-        GTEST_SKIP() << path << " is not there";
+        GTEST_SKIP() << "the nucleus stack is not in " << kDataFolder;
     }
-    XRegisterHostClasses();
-    // The confocal and the widefield channel, with a threshold that leaves the nucleus.
-    const XRef<XMultiChannelVolumetric> volumetric =
-        XMakeStackVolumetric(path, {1, 2}, 0, {.threshold = 0.25f});
     const XEmptySpaceGrid* grid = volumetric->GetEmptySpaceGrid();
     ASSERT_NE(grid, nullptr);
     EXPECT_EQ(grid->GetCellCounts(), (std::array<std::uint32_t, 3>{17, 17, 6}));
